@@ -1,0 +1,100 @@
+#include "app/QtLog.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+
+#include <mutex>
+
+#ifdef Q_OS_WIN
+#include <qt_windows.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+std::mutex &logMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+// Never destroyed: a worker that outlives main() may still write its line.
+QString &logFilePath()
+{
+    static QString *path = new QString;
+    return *path;
+}
+
+QString createLogFolder()
+{
+    const QString folder =
+        QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("Logs"));
+    QDir().mkpath(folder);
+    return QDir(folder).absoluteFilePath(QStringLiteral("Korvane.log"));
+}
+
+quint64 currentThreadId()
+{
+#ifdef Q_OS_WIN
+    return GetCurrentThreadId();
+#else
+    return static_cast<quint64>(gettid());
+#endif
+}
+
+const char *levelName(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return "DEBUG";
+    case QtWarningMsg:
+        return "WARN";
+    case QtCriticalMsg:
+        return "ERROR";
+    case QtFatalMsg:
+        return "FATAL";
+    case QtInfoMsg:
+        break;
+    }
+    return "INFO";
+}
+
+} // namespace
+
+void QtLog::init()
+{
+    logFilePath() = createLogFolder();
+    // Signature and line are part of the fixed first line: tools that read these logs find the
+    // start of a session by it, wherever the code has moved to.
+    write("INFO", "void QtLog::init()", 50,
+          TextPattern::fill(QStringLiteral("Qt log initialized, file=%1"), logFilePath()));
+}
+
+void QtLog::write(const char *level, const char *function, int line, const QString &message)
+{
+    const std::lock_guard lock(logMutex());
+    if (logFilePath().isEmpty())
+        logFilePath() = createLogFolder();
+
+    // Opened for each line, so that every line is on disk when the call returns and a log that
+    // was moved away or deleted starts anew.
+    QFile file(logFilePath());
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
+        return;
+    const QString text =
+        QStringLiteral("%1 [%2] [tid=%3] %4:%5 - %6\n")
+            .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
+                 QString::fromUtf8(level), QString::number(currentThreadId()),
+                 QString::fromUtf8(function), QString::number(line), message);
+    file.write(text.toUtf8());
+}
+
+void QtLog::messageHandler(QtMsgType type, const QMessageLogContext &context,
+                           const QString &message)
+{
+    write(levelName(type), context.function != nullptr ? context.function : "QtMessage",
+          context.line, message);
+}

@@ -1,0 +1,33 @@
+# The one place for language level, warnings and sanitizers: every target of ours links
+# vellumix_options and sets nothing of the kind itself.
+
+set(VELLUMIX_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+
+add_library(vellumix_options INTERFACE)
+target_compile_features(vellumix_options INTERFACE cxx_std_20)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+
+target_compile_options(vellumix_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi)
+target_compile_definitions(vellumix_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
+    QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+if(VELLUMIX_SANITIZE)
+    target_compile_options(vellumix_options INTERFACE
+        -fsanitize=${VELLUMIX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(vellumix_options INTERFACE -fsanitize=${VELLUMIX_SANITIZE})
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+# clang-tidy takes the settings of the nearest folder above a file. Generated sources stand in
+# the build tree: they get settings of their own that let them be.
+file(WRITE "${CMAKE_BINARY_DIR}/.clang-tidy" "Checks: '-*,readability-delete-null-pointer'\n")

@@ -1,0 +1,227 @@
+#include "engine/media/MediaOutput.h"
+
+#include "engine/EngineError.h"
+#include "engine/log/LogLine.h"
+
+#include <cstring>
+#include <filesystem>
+#include <new>
+
+namespace {
+
+std::string lowerSuffix(const std::string &path)
+{
+    std::string suffix = std::filesystem::path(path).extension().string();
+    for (char &c : suffix)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return suffix;
+}
+
+/** MP4 and its relatives: the brand in the file decides, the suffix where there is none. */
+std::string isoWriter(const AVFormatContext &input, const std::string &outputPath)
+{
+    const AVDictionaryEntry *tag = av_dict_get(input.metadata, "major_brand", nullptr, 0);
+    const std::string brand = tag != nullptr ? tag->value : "";
+    if (brand.starts_with("qt") || (brand.empty() && lowerSuffix(outputPath) == ".mov"))
+        return "mov";
+    if (brand.starts_with("3gp"))
+        return "3gp";
+    return brand.starts_with("3g2") ? "3g2" : "mp4";
+}
+
+bool canTake(const AVOutputFormat &format, const AVCodecParameters &parameters)
+{
+    return parameters.codec_id != AV_CODEC_ID_NONE &&
+           avformat_query_codec(&format, parameters.codec_id, FF_COMPLIANCE_EXPERIMENTAL) != 0;
+}
+
+/** The codec's four-letter code where the container knows it; else the writer chooses its own. */
+unsigned tagFor(const AVOutputFormat &format, const AVCodecParameters &parameters)
+{
+    unsigned known = 0;
+    if (format.codec_tag == nullptr ||
+        av_codec_get_id(format.codec_tag, parameters.codec_tag) == parameters.codec_id ||
+        av_codec_get_tag2(format.codec_tag, parameters.codec_id, &known) == 0)
+        return parameters.codec_tag;
+    return 0;
+}
+
+int copyStream(const AVStream &source, AVStream &target, const AVOutputFormat &format)
+{
+    if (const int result = avcodec_parameters_copy(target.codecpar, source.codecpar); result < 0)
+        return result;
+    target.codecpar->codec_tag = tagFor(format, *source.codecpar);
+    target.time_base = source.time_base;
+    target.avg_frame_rate = source.avg_frame_rate;
+    target.r_frame_rate = source.r_frame_rate;
+    target.sample_aspect_ratio = source.sample_aspect_ratio;
+    target.disposition = source.disposition;
+    for (int i = 0; i < source.nb_side_data; ++i) {
+        const AVPacketSideData &data = source.side_data[i];
+        if (std::uint8_t *copy = av_stream_new_side_data(&target, data.type, data.size))
+            std::memcpy(copy, data.data, data.size);
+    }
+    return av_dict_copy(&target.metadata, source.metadata, 0);
+}
+
+void copyChapters(const AVFormatContext &source, AVFormatContext &target)
+{
+    if (source.nb_chapters == 0)
+        return;
+    target.chapters =
+        static_cast<AVChapter **>(av_calloc(source.nb_chapters, sizeof *target.chapters));
+    if (target.chapters == nullptr)
+        throw std::bad_alloc();
+    for (unsigned i = 0; i < source.nb_chapters; ++i) {
+        auto *chapter = static_cast<AVChapter *>(av_mallocz(sizeof(AVChapter)));
+        if (chapter == nullptr)
+            throw std::bad_alloc();
+        *chapter = *source.chapters[i];
+        chapter->metadata = nullptr;
+        av_dict_copy(&chapter->metadata, source.chapters[i]->metadata, 0);
+        target.chapters[target.nb_chapters++] = chapter;
+    }
+}
+
+EngineError notWritten(int code, const std::string &path)
+{
+    return {ErrorCode::OutputNotWritten,
+            "The output cannot be written (" + Ffmpeg::errorText(code) + "): " + path};
+}
+
+std::optional<std::int64_t> knownStamp(std::int64_t stamp)
+{
+    return stamp != AV_NOPTS_VALUE ? std::optional(stamp) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::string> writerFor(const AVFormatContext &input, const std::string &outputPath)
+{
+    const std::string reader = input.iformat->name;
+    std::string writer = reader.substr(0, reader.find(','));
+    if (writer == "mov")
+        writer = isoWriter(input, outputPath);
+    else if (writer == "matroska" && lowerSuffix(outputPath) == ".webm")
+        writer = "webm";
+    else if (writer == "mpeg")
+        writer = "vob";
+    else if (writer == "mpegvideo")
+        writer = "mpeg2video";
+    if (av_guess_format(writer.c_str(), nullptr, nullptr) == nullptr)
+        return std::nullopt;
+    return writer;
+}
+
+MediaOutput::MediaOutput(const MediaInput &input, const std::string &outputPath,
+                         const std::string &writerName)
+    : path(outputPath), writer(writerName)
+{
+    int result = open(input.context(), Streams::All);
+    // Some writers refuse the whole file because of one stream of data that they do not know.
+    if (result < 0 && result != AVERROR(ENOSPC) && result != AVERROR(EACCES))
+        result = open(input.context(), Streams::PictureAndSound);
+    if (result == AVERROR_STREAM_NOT_FOUND)
+        throw EngineError(ErrorCode::ContainerNotWritable,
+                          "None of the file's streams can be written to its container.");
+    if (result < 0)
+        throw notWritten(result, path);
+}
+
+MediaOutput::~MediaOutput()
+{
+    close();
+}
+
+int MediaOutput::open(const AVFormatContext &source, Streams streams)
+{
+    if (int result = avformat_alloc_output_context2(&output, nullptr, writer.c_str(),
+                                                    Ffmpeg::fileUrl(path).c_str());
+        result < 0)
+        return result;
+    output->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+    int result = addStreams(source, streams);
+    if (result >= 0)
+        result = avio_open(&output->pb, output->url, AVIO_FLAG_WRITE);
+    if (result >= 0) {
+        av_dict_copy(&output->metadata, source.metadata, 0);
+        copyChapters(source, *output);
+        AVDictionary *options = nullptr;
+        // MP4: keeps maker and model, which the writer otherwise drops.
+        av_dict_set(&options, "movflags", "use_metadata_tags", 0);
+        result = avformat_write_header(output, &options);
+        av_dict_free(&options);
+    }
+    if (result < 0)
+        close();
+    return result;
+}
+
+int MediaOutput::addStreams(const AVFormatContext &source, Streams streams)
+{
+    streamMap.assign(source.nb_streams, -1);
+    sourceTimeBases.clear();
+    for (unsigned i = 0; i < source.nb_streams; ++i) {
+        const AVCodecParameters &parameters = *source.streams[i]->codecpar;
+        const bool pictureOrSound = parameters.codec_type == AVMEDIA_TYPE_VIDEO ||
+                                    parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+        if (!canTake(*output->oformat, parameters) ||
+            (streams == Streams::PictureAndSound && !pictureOrSound)) {
+            logLine(TarnLogWarn, "stream " + std::to_string(i) + " left out");
+            continue;
+        }
+        AVStream *target = avformat_new_stream(output, nullptr);
+        if (target == nullptr)
+            return AVERROR(ENOMEM);
+        if (const int result = copyStream(*source.streams[i], *target, *output->oformat);
+            result < 0)
+            return result;
+        streamMap[i] = target->index;
+        sourceTimeBases.push_back(source.streams[i]->time_base);
+    }
+    menders.assign(sourceTimeBases.size(), TimestampMender());
+    counts.assign(sourceTimeBases.size(), 0);
+    return sourceTimeBases.empty() ? AVERROR_STREAM_NOT_FOUND : 0;
+}
+
+bool MediaOutput::takes(int inputStream) const
+{
+    const auto index = static_cast<std::size_t>(inputStream);
+    return index < streamMap.size() && streamMap[index] >= 0;
+}
+
+void MediaOutput::write(AVPacket &packet)
+{
+    const int target = streamMap[static_cast<std::size_t>(packet.stream_index)];
+    const auto index = static_cast<std::size_t>(target);
+    const auto stamps = menders[index].mend(
+        {.presentation = knownStamp(packet.pts), .decode = knownStamp(packet.dts)},
+        packet.duration);
+    packet.pts = stamps.presentation.value_or(AV_NOPTS_VALUE);
+    packet.dts = stamps.decode.value_or(AV_NOPTS_VALUE);
+    packet.stream_index = target;
+    packet.pos = -1;
+    av_packet_rescale_ts(&packet, sourceTimeBases[index], output->streams[target]->time_base);
+    if (const int result = av_interleaved_write_frame(output, &packet); result < 0)
+        throw notWritten(result, path);
+    ++counts[index];
+}
+
+void MediaOutput::finish()
+{
+    int result = av_write_trailer(output);
+    if (result >= 0)
+        result = avio_closep(&output->pb);
+    close();
+    if (result < 0)
+        throw notWritten(result, path);
+}
+
+void MediaOutput::close()
+{
+    if (output == nullptr)
+        return;
+    avio_closep(&output->pb);
+    avformat_free_context(output);
+    output = nullptr;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct RepairReport
+{
+    /** Packets that stand in the output. */
+    std::int64_t kept = 0;
+    /** Packets that were found but are incomplete; they are left out. */
+    std::int64_t dropped = 0;
+};
+
+/**
+ * Copies what can be read of every stream into a new file of the same container, mends the time
+ * stamps and reads the result back. The damaged file is only read; the output is there whole and
+ * checked, or not at all.
+ *
+ * Throws what MediaInput throws, BadRequest when output and input are one file,
+ * ContainerNotWritable, NothingReadable, OutputNotWritten, OutputNotSound.
+ */
+RepairReport quickRepair(const std::string &damagedPath, const std::string &outputPath);

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "engine/media/MediaInput.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/** What a file says of its video and of the device that recorded it; what it does not say is unset.
+ */
+struct VideoInfo
+{
+    /** "h264", "h265", "mjpeg", "mpeg" (MPEG-1, -2 and -4 Part 2), else FFmpeg's codec name. */
+    std::optional<std::string> codec;
+    /** Stored picture size in pixels, before rotation. */
+    std::optional<int> width;
+    std::optional<int> height;
+    /** Mean frame rate in frames per second. */
+    std::optional<double> frameRate;
+    /** Mean bit rate of the video in bits per second; of the whole file where only that is known.
+     */
+    std::optional<std::int64_t> bitRate;
+    /** Maker and model of the recording device. */
+    std::optional<std::string> make;
+    std::optional<std::string> model;
+};
+
+VideoInfo readVideoInfo(const MediaInput &input);

@@ -1,0 +1,101 @@
+#include "engine/service/RequestHandler.h"
+
+#include "engine/EngineError.h"
+#include "engine/log/LogLine.h"
+#include "engine/media/FirstPicture.h"
+#include "engine/media/QuickRepair.h"
+#include "engine/media/VideoInfo.h"
+#include "engine/service/Request.h"
+
+#include <nlohmann/json.hpp>
+
+#include <exception>
+
+namespace {
+
+using Json = nlohmann::json;
+
+template <typename Value>
+void setIfKnown(Json &json, const char *key, const std::optional<Value> &value)
+{
+    if (value)
+        json[key] = *value;
+}
+
+Json answerMetadata(const Request &request)
+{
+    const VideoInfo info = readVideoInfo(MediaInput(request.video));
+    Json keys = Json::object();
+    setIfKnown(keys, "codec", info.codec);
+    setIfKnown(keys, "width", info.width);
+    setIfKnown(keys, "height", info.height);
+    setIfKnown(keys, "video_frame_rate", info.frameRate);
+    setIfKnown(keys, "video_avg_bitrate", info.bitRate);
+    setIfKnown(keys, "make", info.make);
+    setIfKnown(keys, "model", info.model);
+    return {{"video_info", keys}, {"message", "The video's parameters have been read."}};
+}
+
+Json answerFirstPicture(const Request &request)
+{
+    writeFirstPicture(request.video, request.photoPath, request.scale);
+    return {{"message", "The first picture has been written."}};
+}
+
+Json answerQuickRepair(const Request &request)
+{
+    const RepairReport report = quickRepair(request.video, request.outFilePath);
+    return {{"message", "The video has been repaired: " + std::to_string(report.kept) +
+                            " packets kept, " + std::to_string(report.dropped) +
+                            " incomplete ones left out."}};
+}
+
+Json answerTo(const Request &request)
+{
+    switch (request.method) {
+    case Method::QuickRepair:
+        return answerQuickRepair(request);
+    case Method::FirstPicture:
+        return answerFirstPicture(request);
+    case Method::Metadata:
+        return answerMetadata(request);
+    case Method::AdvancedRepair:
+        break;
+    }
+    throw EngineError(ErrorCode::NotAvailable,
+                      "Advanced repair with a sample is not available in this service.");
+}
+
+Json failure(ErrorCode code, const std::string &sentence)
+{
+    return {{"err_code", static_cast<int>(code)}, {"message", sentence}};
+}
+
+Json answerOrFailure(const std::string &line, int &function)
+{
+    try {
+        const Request request = parseRequest(line);
+        function = static_cast<int>(request.method);
+        Json answer = answerTo(request);
+        answer["err_code"] = static_cast<int>(ErrorCode::None);
+        return answer;
+    } catch (const EngineError &error) {
+        return failure(error.code(), error.what());
+    } catch (const std::exception &error) {
+        return failure(ErrorCode::Internal,
+                       std::string("The service failed in itself: ") + error.what());
+    }
+}
+
+} // namespace
+
+std::string handleRequest(const std::string &line)
+{
+    int function = -1;
+    Json answer = answerOrFailure(line, function);
+    answer["function"] = function;
+    // Tags of a damaged file may hold anything: what is no UTF-8 is replaced.
+    std::string text = answer.dump(-1, ' ', false, Json::error_handler_t::replace);
+    logLine(answer["err_code"] == 0 ? TarnLogInfo : TarnLogWarn, "answer " + text);
+    return text;
+}
