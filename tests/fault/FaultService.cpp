@@ -1,0 +1,237 @@
+// A repair service that misbehaves on command: it obeys the lines of the file "fault.txt" in its
+// working directory, one after another, and ends after the last with code 0.
+//
+//   create return|receive   makes the pipe
+//   accept return|receive   waits for the client on it
+//   read                    takes the request
+//   serve                   all of these in the order of a good service
+//   answer TEXT             sends the text as one message; \n, \xHH and \\ are escapes
+//   answerEmpty             sends a message of no bytes
+//   answerSize N            sends an object of exactly N bytes
+//   echo                    sends the request back in "request", and the token in "token"
+//   sleep MS                waits
+//   await                   waits until the client has hung up
+//   forever                 waits without end
+//   ignoreTerminate         takes no notice of being asked to end from here on
+//   exit CODE               ends with the code
+//   signal N                ends by the signal
+//
+// What it was started with is written to "started-TOKEN.txt" there, a line each: process id, the
+// arguments, working directory, PATH and Path. A line that it does not know ends it with code 99.
+
+#include "engine/pipe/TarnCommunication.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// A test that goes wrong must not leave this process behind.
+constexpr unsigned longestLifeSeconds = 120;
+constexpr std::uint32_t acceptTimeoutMs = 60000;
+constexpr std::uint32_t waitMs = 1000;
+constexpr int badScript = 99;
+
+struct Pipe
+{
+    TarnPipeRecord record{};
+
+    Pipe(const std::string &name, bool isRead)
+    {
+        std::strncpy(record.serverName, name.c_str(), sizeof record.serverName - 1);
+        record.isRead = isRead ? 1 : 0;
+    }
+
+    std::int32_t id() const { return record.id; }
+};
+
+void sleepMs(long long milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+std::string unescape(const std::string &text)
+{
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            result += text[i];
+        } else if (text[++i] == 'n') {
+            result += '\n';
+        } else if (text[i] == 'x') {
+            result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            result += text[i];
+        }
+    }
+    return result;
+}
+
+std::string objectOfSize(std::size_t size)
+{
+    const std::string head = R"({"err_code":0,"fill":")";
+    const std::string tail = R"("})";
+    return head + std::string(size - head.size() - tail.size(), 'x') + tail;
+}
+
+class Script
+{
+public:
+    explicit Script(const std::string &requestToken)
+        : token(requestToken),
+          returnPipe("VideoRepairServer_return_" + requestToken, false),
+          receivePipe("VideoRepairServer_receive_" + requestToken, true)
+    {
+    }
+
+    void obey(const std::string &line)
+    {
+        const std::size_t blank = line.find(' ');
+        const std::string verb = line.substr(0, blank);
+        const std::string operand = blank != std::string::npos ? line.substr(blank + 1) : "";
+        if (!obeyPipeVerb(verb, operand) && !obeyAnswerVerb(verb, operand) &&
+            !obeyProcessVerb(verb, operand)) {
+            std::cerr << "unknown line: " << line << '\n';
+            std::_Exit(badScript);
+        }
+    }
+
+private:
+    bool obeyPipeVerb(const std::string &verb, const std::string &operand)
+    {
+        Pipe &pipe = operand == "return" ? returnPipe : receivePipe;
+        if (verb == "create") {
+            require(tarn_comm_create(&pipe.record) == CommunicationOk, "create");
+        } else if (verb == "accept") {
+            const std::int32_t id = pipe.id();
+            require(tarn_comm_accept(&id, acceptTimeoutMs) == CommunicationOk, "accept");
+        } else if (verb == "read") {
+            readRequest();
+        } else if (verb == "serve") {
+            for (const char *line :
+                 {"create return", "create receive", "accept return", "accept receive", "read"})
+                obey(line);
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    bool obeyAnswerVerb(const std::string &verb, const std::string &operand)
+    {
+        if (verb == "answer")
+            send(unescape(operand));
+        else if (verb == "answerEmpty")
+            send("");
+        else if (verb == "answerSize")
+            send(objectOfSize(std::stoul(operand)));
+        else if (verb == "echo")
+            send(R"({"err_code":0,"token":")" + token + R"(","request":)" + request + "}");
+        else
+            return false;
+        return true;
+    }
+
+    bool obeyProcessVerb(const std::string &verb, const std::string &operand)
+    {
+        if (verb == "sleep")
+            sleepMs(std::stoll(operand));
+        else if (verb == "await")
+            awaitHangUp();
+        else if (verb == "forever")
+            for (;;)
+                sleepMs(waitMs);
+        else if (verb == "ignoreTerminate")
+            std::signal(SIGTERM, SIG_IGN);
+        else if (verb == "exit")
+            std::_Exit(std::stoi(operand));
+        else if (verb == "signal")
+            std::raise(std::stoi(operand));
+        else
+            return false;
+        return true;
+    }
+
+    void readRequest()
+    {
+        std::vector<char> buffer(std::size_t{1} << 20U);
+        const std::int32_t id = receivePipe.id();
+        std::int32_t size = 0;
+        while (size == 0) {
+            tarn_comm_wait(&id, waitMs);
+            size = tarn_comm_read(&id, buffer.data(), static_cast<std::uint32_t>(buffer.size()), 0);
+        }
+        require(size > 0, "read");
+        request.assign(buffer.data(), static_cast<std::size_t>(size));
+    }
+
+    void send(const std::string &message)
+    {
+        const std::int32_t id = returnPipe.id();
+        tarn_comm_write(&id, message.data(), static_cast<std::uint32_t>(message.size()), 1);
+    }
+
+    void awaitHangUp()
+    {
+        const std::int32_t id = receivePipe.id();
+        while (tarn_comm_wait(&id, waitMs) != CommunicationPeerGone) {
+        }
+    }
+
+    static void require(bool done, const char *what)
+    {
+        if (done)
+            return;
+        std::cerr << "failed: " << what << '\n';
+        std::_Exit(badScript);
+    }
+
+    std::string token;
+    Pipe returnPipe;
+    Pipe receivePipe;
+    std::string request;
+};
+
+const char *variable(const char *name)
+{
+    const char *value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+    return value != nullptr ? value : "";
+}
+
+void recordStart(const std::vector<std::string> &arguments)
+{
+    std::ofstream file("started-" + arguments.back() + ".txt");
+    file << getpid() << '\n';
+    for (const std::string &argument : arguments)
+        file << argument << '\n';
+    file << std::filesystem::current_path().string() << '\n'
+         << variable("PATH") << '\n'
+         << variable("Path") << '\n';
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    alarm(longestLifeSeconds);
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.empty())
+        return badScript;
+    recordStart(arguments);
+    Script script(arguments.back());
+    std::ifstream file("fault.txt");
+    for (std::string line; std::getline(file, line);)
+        script.obey(line);
+    return 0;
+}

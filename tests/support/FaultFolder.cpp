@@ -1,0 +1,139 @@
+#include "tests/support/FaultFolder.h"
+
+#include "tests/support/TestCase.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+constexpr int leftoverTimeoutMs = 5000;
+
+QString faultServicePath()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/FaultService");
+}
+
+QStringList entriesOf(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::Hidden |
+                                  QDir::NoDotAndDotDot);
+}
+
+} // namespace
+
+FaultFolder::FaultFolder(const QStringList &script)
+{
+    const QString root = serviceRoot();
+    QDir().mkpath(root + QStringLiteral("/bin/x64"));
+    QFile::copy(faultServicePath(), serviceExe());
+    writeFile(root + QStringLiteral("/lib/x64/TarnCommunicationSDK.dll"));
+    writeFile(root + QStringLiteral("/lib/x64/TarnLogSDK.dll"));
+    writeFile(root + QStringLiteral("/config/KeshRepairConfig.dat"), "{}");
+    setScript(script);
+}
+
+void FaultFolder::setScript(const QStringList &script) const
+{
+    writeFile(serviceRoot() + QStringLiteral("/fault.txt"),
+              script.join(QLatin1Char('\n')).toUtf8());
+}
+
+QString FaultFolder::path(const QString &relative) const
+{
+    return directory.filePath(relative);
+}
+
+QString FaultFolder::serviceExe() const
+{
+    return serviceRoot() + QStringLiteral("/bin/x64/RepairService.exe");
+}
+
+RepairRequest FaultFolder::request() const
+{
+    RepairRequest request;
+    request.serviceRoot = serviceRoot();
+    request.logDir = path(QStringLiteral("logs"));
+    request.tempDir = path(QStringLiteral("temp"));
+    request.configDir = serviceRoot() + QStringLiteral("/config");
+    request.timeoutSeconds = 1;
+    return request;
+}
+
+QStringList FaultFolder::startRecord(const QString &token) const
+{
+    const QByteArray text = readFile(serviceRoot() + QStringLiteral("/started-%1.txt").arg(token));
+    QStringList lines = QString::fromUtf8(text).split(QLatin1Char('\n'));
+    lines.removeLast();
+    return lines;
+}
+
+int FaultFolder::startCount() const
+{
+    return static_cast<int>(
+        QDir(serviceRoot()).entryList({QStringLiteral("started-*.txt")}, QDir::Files).size());
+}
+
+QStringList FaultFolder::leftovers() const
+{
+    QStringList found = findLeftovers();
+    for (int waited = 0; !found.isEmpty() && waited < leftoverTimeoutMs; waited += 10) {
+        QTest::qWait(10);
+        found = findLeftovers();
+    }
+    return found;
+}
+
+QStringList FaultFolder::findLeftovers() const
+{
+    QStringList found;
+    const QList<qint64> processes = processesOf(serviceExe());
+    for (const qint64 pid : processes)
+        found.append(QStringLiteral("process %1").arg(pid));
+    const QStringList pipes = entriesOf(Testing::pipeFolder());
+    for (const QString &name : pipes)
+        found.append(QStringLiteral("pipe %1").arg(name));
+    const QStringList temporary = entriesOf(path(QStringLiteral("temp")));
+    for (const QString &name : temporary)
+        found.append(QStringLiteral("temporary file %1").arg(name));
+    const QStringList known = {QStringLiteral("KeshRepairConfig.dat"),
+                               QStringLiteral("Logs"),
+                               QStringLiteral("bin"),
+                               QStringLiteral("config"),
+                               QStringLiteral("fault.txt"),
+                               QStringLiteral("lib")};
+    const QStringList inRoot = entriesOf(serviceRoot());
+    for (const QString &name : inRoot) {
+        if (!known.contains(name) && !name.startsWith(QStringLiteral("started-")))
+            found.append(QStringLiteral("service file %1").arg(name));
+    }
+    return found;
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QList<qint64> processesOf(const QString &executable)
+{
+    QList<qint64> found;
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString &entry : entries) {
+        bool isPid = false;
+        const qint64 pid = entry.toLongLong(&isPid);
+        if (isPid && QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(entry)) == executable)
+            found.append(pid);
+    }
+    return found;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "service/RepairRequest.h"
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/**
+ * A service installation of its own in a temporary folder, whose executable is the fault service,
+ * with directories for requests beside it.
+ */
+class FaultFolder
+{
+public:
+    /** @param script lines for the fault service */
+    explicit FaultFolder(const QStringList &script = {});
+
+    void setScript(const QStringList &script) const;
+
+    /** Path of something below the temporary folder. */
+    QString path(const QString &relative) const;
+
+    QString serviceRoot() const { return path(QStringLiteral("service")); }
+    QString serviceExe() const;
+
+    /** A request with service root and directories set and one second for the answer. */
+    RepairRequest request() const;
+
+    /** What the service wrote down of its start with this token, line by line. */
+    QStringList startRecord(const QString &token) const;
+
+    /** How many services have been started. */
+    int startCount() const;
+
+    /**
+     * Waits until no process of this installation, no pipe's name and no file that does not
+     * belong there is left. Returns what is, after some seconds; empty when all is gone.
+     */
+    QStringList leftovers() const;
+
+private:
+    QStringList findLeftovers() const;
+
+    QTemporaryDir directory;
+};
+
+/** Writes a file and the folders above it. */
+void writeFile(const QString &path, const QByteArray &content = {});
+
+/** The whole content of a file; empty when it cannot be read. */
+QByteArray readFile(const QString &path);
+
+/** Ids of the running processes whose executable is this file. */
+QList<qint64> processesOf(const QString &executable);

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+/** One line of a log file, taken apart. */
+struct LogLine
+{
+    QString time;
+    QString level;
+    quint64 threadId = 0;
+    QString function;
+    int line = 0;
+    QString message;
+
+    /** "LEVEL message". */
+    QString text() const { return level + QLatin1Char(' ') + message; }
+};
+
+/** Takes apart the text of a log file; a line that begins without a time belongs to the last. */
+QList<LogLine> parseLog(const QString &text);
+
+/** Reads a log file; empty when there is none. */
+QList<LogLine> readLog(const QString &path);
+
+/**
+ * What one thread writes to this program's log from the moment on when this object is made.
+ * Programs of one folder share a log; the thread's id tells their lines apart.
+ */
+class LogTail
+{
+public:
+    /** Follows the thread that makes it. */
+    LogTail();
+
+    QList<LogLine> lines() const;
+
+    /** "LEVEL message" of each line; attempts of a pipe that repeat are shown once. */
+    QStringList texts() const;
+
+private:
+    qint64 start;
+    quint64 threadId;
+};

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "service/PipeLibrary.h"
+
+#include <optional>
+
+/** The real pipe library, made to fail on command. For one call at a time. */
+class ScriptedPipes final : public PipeOperations
+{
+public:
+    /** The first so many calls of init, or of connect, return the code and do nothing. */
+    int failingInits = 0;
+    int failingConnects = 0;
+    std::int32_t failureCode = 0;
+    /** What write, or read, returns in place of doing its work. */
+    std::optional<std::int32_t> writeResult;
+    std::optional<std::int32_t> readResult;
+
+    /** Calls so far. */
+    int inits = 0;
+    int connects = 0;
+    int reads = 0;
+    int closes = 0;
+    /** Connections that were made. */
+    int connected = 0;
+
+    std::int32_t init(CommunicationCommonField_t &record) override
+    {
+        return ++inits <= failingInits ? failureCode : PipeLibrary::instance().init(record);
+    }
+
+    std::int32_t connect(CommunicationCommonField_t &record) override
+    {
+        if (++connects <= failingConnects)
+            return failureCode;
+        const std::int32_t code = PipeLibrary::instance().connect(record);
+        connected += code == 0 ? 1 : 0;
+        return code;
+    }
+
+    std::int32_t write(CommunicationCommonField_t &record, const char *bytes,
+                       std::uint32_t size) override
+    {
+        return writeResult ? *writeResult : PipeLibrary::instance().write(record, bytes, size);
+    }
+
+    std::int32_t read(CommunicationCommonField_t &record, char *buffer,
+                      std::uint32_t capacity) override
+    {
+        ++reads;
+        return readResult ? *readResult : PipeLibrary::instance().read(record, buffer, capacity);
+    }
+
+    void close(CommunicationCommonField_t &record) override
+    {
+        ++closes;
+        PipeLibrary::instance().close(record);
+    }
+};
