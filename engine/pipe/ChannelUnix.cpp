@@ -1,4 +1,5 @@
 #include "engine/pipe/Channel.h"
+#include "engine/pipe/NameGuard.h"
 #include "engine/pipe/SocketFolder.h"
 
 #include <fcntl.h>
@@ -64,15 +65,6 @@ public:
     {
     }
 
-    ~UnixChannel() override
-    {
-        if (listener)
-            SocketFolder().removeName(name);
-    }
-
-    UnixChannel(const UnixChannel &) = delete;
-    UnixChannel &operator=(const UnixChannel &) = delete;
-
     CommunicationCode connect() override
     {
         if (stream || listener)
@@ -84,15 +76,10 @@ public:
         if (!fd)
             return CommunicationSystemError;
         const sockaddr_un target = folder.address(name);
-        if (::connect(fd.get(), reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0) {
-            if (errno == ECONNREFUSED)
-                folder.removeStaleNames();
+        if (::connect(fd.get(), reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0)
             return CommunicationNoSuchPipe;
-        }
         if (!isOwnUser(fd.get()))
             return CommunicationRefused;
-        // The name is taken: it goes now, so that a creator that crashes leaves none behind.
-        folder.removeName(name);
         const char hello = direction == Direction::Read ? helloReader : helloWriter;
         if (::send(fd.get(), &hello, 1, MSG_NOSIGNAL) != 1)
             return CommunicationNoSuchPipe;
@@ -113,8 +100,9 @@ public:
         const sockaddr_un target = folder.address(name);
         if (bind(fd.get(), reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0)
             return errno == EADDRINUSE ? CommunicationNameInUse : CommunicationSystemError;
-        if (listen(fd.get(), backlog) != 0) {
-            folder.removeName(name);
+        nameGuard = std::make_unique<NameGuard>(folder, name);
+        if (!nameGuard->isUp() || listen(fd.get(), backlog) != 0) {
+            nameGuard.reset();
             return CommunicationSystemError;
         }
         listener = std::move(fd);
@@ -133,7 +121,7 @@ public:
                 continue;
             stream = std::move(fd);
             listener.reset();
-            SocketFolder().removeName(name);
+            nameGuard.reset();
             return CommunicationOk;
         }
         return CommunicationTimeout;
@@ -189,6 +177,7 @@ private:
 
     std::string name;
     Direction direction;
+    std::unique_ptr<NameGuard> nameGuard;
     FileDescriptor listener;
     FileDescriptor stream;
 };
@@ -199,16 +188,3 @@ std::unique_ptr<Channel> makeChannel(const std::string &name, Direction directio
 {
     return std::make_unique<UnixChannel>(name, direction);
 }
-
-namespace {
-
-// A service that was killed before its client had found both pipes leaves a name behind; the
-// client's end is the last chance to remove it.
-[[gnu::destructor]] void tidyAtExit()
-{
-    const SocketFolder folder;
-    if (folder.isUsable())
-        folder.removeStaleNames();
-}
-
-} // namespace

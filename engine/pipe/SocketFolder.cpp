@@ -87,9 +87,9 @@ sockaddr_un SocketFolder::address(const std::string &name) const
     return address;
 }
 
-void SocketFolder::removeName(const std::string &name) const
+void SocketFolder::removeName(const char *name) const
 {
-    unlinkat(folder.get(), name.c_str(), 0);
+    unlinkat(folder.get(), name, 0);
 }
 
 bool SocketFolder::isStale(const std::string &name) const
@@ -113,7 +113,7 @@ void SocketFolder::removeStaleNames() const
     while (const dirent *entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
         const std::string name = entry->d_name;
         if (name.front() != '.' && isStale(name))
-            removeName(name);
+            removeName(name.c_str());
     }
 }
 

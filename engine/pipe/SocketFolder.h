@@ -45,10 +45,13 @@ public:
     /** The folder is there and is the user's alone. */
     bool isUsable() const { return static_cast<bool>(folder); }
 
+    int descriptor() const { return folder.get(); }
+
     /** Address of a name in this folder, valid while this object lives. */
     sockaddr_un address(const std::string &name) const;
 
-    void removeName(const std::string &name) const;
+    /** Takes a name out of the world. Safe in a child between fork and exec. */
+    void removeName(const char *name) const;
 
     /** Removes the names that refuse connections. The lock must not be held by this object. */
     void removeStaleNames() const;

@@ -1,0 +1,61 @@
+#include "engine/pipe/NameGuard.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+
+namespace {
+
+/**
+ * The child's life. Other threads of the parent may have held any lock at the fork: nothing but
+ * system calls is allowed here.
+ */
+[[noreturn]] void waitAndRemove(int lifeline, const SocketFolder &folder, const char *name)
+{
+    // It has to be there when all others of its group are told to go.
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGALRM})
+        std::signal(number, SIG_IGN);
+    // The parent's standard streams among them: whoever reads those waits for their end.
+    const auto first = static_cast<unsigned>(lifeline);
+    const auto second = static_cast<unsigned>(folder.descriptor());
+    const unsigned low = std::min(first, second);
+    const unsigned high = std::max(first, second);
+    if (low > 0)
+        close_range(0, low - 1, 0);
+    if (high > low + 1)
+        close_range(low + 1, high - 1, 0);
+    close_range(high + 1, ~0U, 0);
+    char byte = 0;
+    while (read(lifeline, &byte, 1) < 0 && errno == EINTR) {
+    }
+    folder.removeName(name);
+    _exit(0);
+}
+
+} // namespace
+
+NameGuard::NameGuard(const SocketFolder &folder, const std::string &name)
+{
+    std::array<int, 2> ends = {-1, -1};
+    if (pipe2(ends.data(), O_CLOEXEC) == 0) {
+        const FileDescriptor watched(ends[0]);
+        lifeline = FileDescriptor(ends[1]);
+        child = fork();
+        if (child == 0)
+            waitAndRemove(watched.get(), folder, name.c_str());
+    }
+    if (child < 0)
+        folder.removeName(name.c_str());
+}
+
+NameGuard::~NameGuard()
+{
+    lifeline.reset();
+    if (child > 0)
+        waitpid(child, nullptr, 0);
+}

@@ -1,0 +1,378 @@
+#include "service/RepairClient.h"
+#include "tests/support/AppFolder.h"
+#include "tests/support/FaultFolder.h"
+#include "tests/support/LogTail.h"
+#include "tests/support/TestCase.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+const QStringList echoScript = {QStringLiteral("serve"), QStringLiteral("echo"),
+                                QStringLiteral("await")};
+
+/** A fault service with a video to ask about. */
+struct Setting
+{
+    explicit Setting(const QStringList &script = echoScript)
+        : folder(script), video(folder.path(QStringLiteral("clip.mp4"))), request(folder.request())
+    {
+        writeFile(video, "video");
+        request.damagedPath = video;
+        request.outFilePath = folder.path(QStringLiteral("out/repaired.mp4"));
+    }
+
+    /** The keys of the request as they went over the wire. */
+    static QJsonObject sent(const RepairResponse &response)
+    {
+        return response.object.value(QStringLiteral("request")).toObject();
+    }
+
+    QJsonObject directories(int method) const
+    {
+        return {{QStringLiteral("method"), method},
+                {QStringLiteral("logPath"), request.logDir},
+                {QStringLiteral("config"), request.configDir},
+                {QStringLiteral("tempPath"), request.tempDir}};
+    }
+
+    FaultFolder folder;
+    QString video;
+    RepairRequest request;
+    LogTail log;
+};
+
+void compareRefused(const Setting &setting, const RepairResponse &response, const QString &message)
+{
+    QCOMPARE(response.message, message);
+    QVERIFY(!response.ok);
+    QCOMPARE(response.errCode, -1);
+    QCOMPARE(setting.log.texts().last(),
+             QStringLiteral("ERROR RepairClient fail, errCode=-1, message=%1").arg(message));
+    QCOMPARE(setting.folder.startCount(), 0);
+}
+
+} // namespace
+
+/** What each operation checks, sends and makes of the answer. */
+class OperationsTest : public TestCase
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // Repair.
+
+    void quickRepairSendsItsPayload()
+    {
+        Setting setting;
+        setting.request.samplePath = setting.folder.path(QStringLiteral("missing.mp4"));
+        const RepairResponse response = RepairClient().repair(setting.request);
+        QVERIFY(response.ok);
+        QJsonObject expected = setting.directories(0);
+        expected.insert(QStringLiteral("damagedPath"), setting.video);
+        expected.insert(QStringLiteral("outFilePath"), setting.request.outFilePath);
+        QCOMPARE(Setting::sent(response), expected);
+        QVERIFY(QDir(setting.folder.path(QStringLiteral("out"))).exists());
+        // The exchange's own lines are all that a repair leaves.
+        const QStringList log = setting.log.texts();
+        QVERIFY(log.first().startsWith(
+            QStringLiteral("INFO RepairClient::send begin, method=0, timeoutSeconds=1, ")));
+        QVERIFY(log.last().startsWith(QStringLiteral("INFO RepairClient::send end, ok=1")));
+    }
+
+    void advancedRepairSendsTheSample()
+    {
+        Setting setting;
+        setting.request.advanced = true;
+        setting.request.samplePath = setting.folder.path(QStringLiteral("sample.mp4"));
+        writeFile(setting.request.samplePath);
+        const RepairResponse response = RepairClient().repair(setting.request);
+        QVERIFY(response.ok);
+        QJsonObject expected = setting.directories(1);
+        expected.insert(QStringLiteral("damagedPath"), setting.video);
+        expected.insert(QStringLiteral("outFilePath"), setting.request.outFilePath);
+        expected.insert(QStringLiteral("samplePath"), setting.request.samplePath);
+        QCOMPARE(Setting::sent(response), expected);
+    }
+
+    void keysAreSortedOnTheWire()
+    {
+        Setting setting;
+        QVERIFY(RepairClient().extractMetadata(setting.request, setting.video).ok);
+        const QString begin = setting.log.texts().value(1);
+        QCOMPARE(begin.mid(begin.indexOf(QLatin1Char('{'))),
+                 QStringLiteral("{\"config\":\"%1\",\"logPath\":\"%2\",\"method\":107,"
+                                "\"tempPath\":\"%3\",\"videoPath\":\"%4\"}")
+                     .arg(setting.request.configDir, setting.request.logDir,
+                          setting.request.tempDir, setting.video));
+    }
+
+    void repairWaitsAsLongAsTheRequestSays()
+    {
+        Setting setting({QStringLiteral("serve"), QStringLiteral("forever")});
+        setting.request.timeoutSeconds = 2;
+        const RepairResponse response = RepairClient().repair(setting.request);
+        QCOMPARE(response.message,
+                 QStringLiteral("No response from RepairService.exe before timeout."));
+        QVERIFY(setting.log.texts().first().contains(QStringLiteral("timeoutSeconds=2")));
+    }
+
+    void damagedFileMissing()
+    {
+        Setting setting;
+        setting.request.damagedPath = setting.folder.path(QStringLiteral("gone.mp4"));
+        compareRefused(
+            setting, RepairClient().repair(setting.request),
+            QStringLiteral("Damaged file not found: %1").arg(setting.request.damagedPath));
+        QCOMPARE(setting.log.texts().size(), 1);
+        QVERIFY(!QDir(setting.request.logDir).exists());
+    }
+
+    void sampleMissing()
+    {
+        Setting setting;
+        setting.request.advanced = true;
+        setting.request.samplePath = setting.folder.path(QStringLiteral("gone.mp4"));
+        compareRefused(setting, RepairClient().repair(setting.request),
+                       QStringLiteral("Sample file not found: %1").arg(setting.request.samplePath));
+    }
+
+    void sampleEmpty()
+    {
+        Setting setting;
+        setting.request.advanced = true;
+        compareRefused(setting, RepairClient().repair(setting.request),
+                       QStringLiteral("Sample file not found: "));
+    }
+
+    void outputDirectoryNotCreatable()
+    {
+        Setting setting;
+        setting.request.outFilePath = setting.video + QStringLiteral("/out/repaired.mp4");
+        compareRefused(
+            setting, RepairClient().repair(setting.request),
+            QStringLiteral("Failed to create output directory: %1/out").arg(setting.video));
+        QVERIFY(QDir(setting.request.tempDir).exists());
+    }
+
+    void repairLogDirectoryNotCreatable()
+    {
+        Setting setting;
+        setting.request.logDir = setting.video + QStringLiteral("/logs");
+        compareRefused(
+            setting, RepairClient().repair(setting.request),
+            QStringLiteral("Failed to create log directory: %1").arg(setting.request.logDir));
+        QVERIFY(!QDir(setting.request.tempDir).exists());
+    }
+
+    // Metadata.
+
+    void metadataSendsItsPayload()
+    {
+        Setting setting;
+        const RepairResponse response =
+            RepairClient().extractMetadata(setting.request, setting.video);
+        QVERIFY(response.ok);
+        QJsonObject expected = setting.directories(107);
+        expected.insert(QStringLiteral("videoPath"), setting.video);
+        QCOMPARE(Setting::sent(response), expected);
+        const QStringList log = setting.log.texts();
+        QCOMPARE(log.first(),
+                 QStringLiteral("INFO extractMetadata begin, videoPath=%1").arg(setting.video));
+        QVERIFY(log[1].contains(QStringLiteral("method=107, timeoutSeconds=120,")));
+        QCOMPARE(log.last(),
+                 QStringLiteral("INFO extractMetadata end, ok=1, errCode=0, function=-1"));
+    }
+
+    void metadataOfAMissingVideo()
+    {
+        Setting setting;
+        const QString gone = setting.folder.path(QStringLiteral("gone.mp4"));
+        compareRefused(setting, RepairClient().extractMetadata(setting.request, gone),
+                       QStringLiteral("Video file not found: %1").arg(gone));
+        QCOMPARE(setting.log.texts().size(), 2);
+    }
+
+    void metadataTempDirectoryNotCreatable()
+    {
+        Setting setting;
+        setting.request.tempDir = setting.video + QStringLiteral("/temp");
+        compareRefused(
+            setting, RepairClient().extractMetadata(setting.request, setting.video),
+            QStringLiteral("Failed to create temp directory: %1").arg(setting.request.tempDir));
+        QVERIFY(QDir(setting.request.logDir).exists());
+    }
+
+    void metadataFailureIsPassedOn()
+    {
+        Setting setting({QStringLiteral("serve"), QStringLiteral("answer {\"err_code\":-7}"),
+                         QStringLiteral("await")});
+        const RepairResponse response =
+            RepairClient().extractMetadata(setting.request, setting.video);
+        QVERIFY(!response.ok);
+        QCOMPARE(response.errCode, -7);
+        QCOMPARE(setting.log.texts().last(),
+                 QStringLiteral("INFO extractMetadata end, ok=0, errCode=-7, function=-1"));
+    }
+
+    // First picture.
+
+    void pictureSendsItsPayload()
+    {
+        Setting setting;
+        const QString photo = setting.folder.path(QStringLiteral("thumbs/a.jpg"));
+        writeFile(photo, "picture");
+        const RepairResponse response =
+            RepairClient().extractFirstFrameScale(setting.request, setting.video, photo, 2);
+        QVERIFY(response.ok);
+        QCOMPARE(Setting::sent(response), QJsonObject({{QStringLiteral("method"), 101},
+                                                       {QStringLiteral("videoPath"), setting.video},
+                                                       {QStringLiteral("photoPath"), photo},
+                                                       {QStringLiteral("scale"), 2}}));
+        QVERIFY(QDir(setting.request.logDir).exists());
+        QVERIFY(QDir(setting.request.tempDir).exists());
+        const QStringList log = setting.log.texts();
+        QCOMPARE(log.first(), QStringLiteral("INFO extractFirstFrameScale begin, videoPath=%1, "
+                                             "photoPath=%2, scale=2")
+                                  .arg(setting.video, photo));
+        QVERIFY(log[1].contains(QStringLiteral("method=101, timeoutSeconds=120,")));
+        QCOMPARE(log.last(),
+                 QStringLiteral("INFO extractFirstFrameScale end, ok=1, errCode=0, function=-1"));
+    }
+
+    void pictureOfAMissingVideoComesBeforeAnEmptyPath()
+    {
+        Setting setting;
+        const QString gone = setting.folder.path(QStringLiteral("gone.mp4"));
+        compareRefused(setting,
+                       RepairClient().extractFirstFrameScale(setting.request, gone, QString(), 2),
+                       QStringLiteral("Video file not found: %1").arg(gone));
+    }
+
+    void picturePathEmpty()
+    {
+        Setting setting;
+        compareRefused(
+            setting,
+            RepairClient().extractFirstFrameScale(setting.request, setting.video, QString(), 2),
+            QStringLiteral("Thumbnail output path is empty."));
+        QVERIFY(!QDir(setting.request.logDir).exists());
+        QVERIFY(!QDir(setting.request.tempDir).exists());
+    }
+
+    void pictureDirectoryNotCreatable()
+    {
+        Setting setting;
+        compareRefused(
+            setting,
+            RepairClient().extractFirstFrameScale(setting.request, setting.video,
+                                                  setting.video + QStringLiteral("/a/b.jpg"), 2),
+            QStringLiteral("Failed to create thumbnail directory: %1/a").arg(setting.video));
+        QVERIFY(!QDir(setting.request.logDir).exists());
+    }
+
+    void pictureThatIsNotThere_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<int>("errCode");
+        QTest::addColumn<int>("function");
+        QTest::newRow("code 0") << QStringLiteral("{\"err_code\":0}") << 0 << -1;
+        QTest::newRow("positive code")
+            << QStringLiteral("{\"err_code\":4,\"function\":1}") << 4 << 1;
+    }
+
+    void pictureThatIsNotThere()
+    {
+        QFETCH(QString, answer);
+        QFETCH(int, errCode);
+        QFETCH(int, function);
+        Setting setting(
+            {QStringLiteral("serve"), QStringLiteral("answer ") + answer, QStringLiteral("await")});
+        const QString photo = setting.folder.path(QStringLiteral("thumbs/a.jpg"));
+        const RepairResponse response =
+            RepairClient().extractFirstFrameScale(setting.request, setting.video, photo, 2);
+        QVERIFY(!response.ok);
+        QCOMPARE(response.errCode, errCode);
+        QCOMPARE(response.function, function);
+        QCOMPARE(response.message,
+                 QStringLiteral("Thumbnail request succeeded, but output file was not found: %1")
+                     .arg(photo));
+        QCOMPARE(setting.log.texts().last(),
+                 QStringLiteral("INFO extractFirstFrameScale end, ok=0, errCode=%1, function=%2")
+                     .arg(errCode)
+                     .arg(function));
+    }
+
+    void pictureThatFailedKeepsTheServicesMessage()
+    {
+        Setting setting({QStringLiteral("serve"), QStringLiteral("answer {\"err_code\":-7}"),
+                         QStringLiteral("await")});
+        const RepairResponse response = RepairClient().extractFirstFrameScale(
+            setting.request, setting.video, setting.folder.path(QStringLiteral("a.jpg")), 2);
+        QCOMPARE(response.message, QStringLiteral("RepairService request failed, err_code=-7."));
+    }
+
+    // Directories.
+
+    void emptyDirectoriesGetTheirDefaults()
+    {
+        Setting setting;
+        AppFolder app(AppFolder::clientProbe());
+        QVERIFY(QFile::copy(QCoreApplication::applicationDirPath() +
+                                QStringLiteral("/TarnCommunicationSDK.dll"),
+                            app.folder() + QStringLiteral("/TarnCommunicationSDK.dll")));
+        // A relative root counts from the working directory, not from the program's.
+        const QJsonObject json{{QStringLiteral("serviceRoot"), QStringLiteral("service")},
+                               {QStringLiteral("videoPath"), QStringLiteral("clip.mp4")}};
+        const QString callText =
+            QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact));
+        QCOMPARE(app.run({QStringLiteral("call"), QStringLiteral("metadata"), callText},
+                         setting.folder.path(QString())),
+                 0);
+        const QJsonObject response = QJsonDocument::fromJson(app.standardOutput).object();
+        QVERIFY2(response.value(QStringLiteral("ok")).toBool(), app.standardOutput.constData());
+        const QJsonObject sent = response.value(QStringLiteral("object"))
+                                     .toObject()
+                                     .value(QStringLiteral("request"))
+                                     .toObject();
+        QCOMPARE(sent,
+                 QJsonObject({{QStringLiteral("method"), 107},
+                              {QStringLiteral("logPath"), app.folder() + QStringLiteral("/Logs")},
+                              {QStringLiteral("tempPath"), app.folder() + QStringLiteral("/Temp")},
+                              {QStringLiteral("config"),
+                               setting.folder.serviceRoot() + QStringLiteral("/config")},
+                              {QStringLiteral("videoPath"), setting.video}}));
+        QVERIFY(QDir(app.folder() + QStringLiteral("/Temp")).exists());
+        QCOMPARE(setting.folder.leftovers(), QStringList());
+    }
+
+    void namesOfEveryKindArriveUnharmed_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("blanks") << QStringLiteral("my  holiday clip .mp4");
+        QTest::newRow("placeholder") << QStringLiteral("100%1 %2.mp4");
+        QTest::newRow("quotes") << QStringLiteral("a\"b'c.mp4");
+        QTest::newRow("line break") << QStringLiteral("a\nb.mp4");
+        QTest::newRow("backslash") << QStringLiteral("a\\b.mp4");
+        QTest::newRow("other letters") << QStringLiteral("视频 Ärger видео 😀.mp4");
+    }
+
+    void namesOfEveryKindArriveUnharmed()
+    {
+        QFETCH(QString, name);
+        Setting setting;
+        const QString video = setting.folder.path(QStringLiteral("sub/") + name);
+        writeFile(video);
+        const RepairResponse response = RepairClient().extractMetadata(setting.request, video);
+        QVERIFY(response.ok);
+        QCOMPARE(Setting::sent(response).value(QStringLiteral("videoPath")).toString(), video);
+        QCOMPARE(setting.log.texts().first(),
+                 QStringLiteral("INFO extractMetadata begin, videoPath=") + video);
+    }
+};
+
+VELLUMIX_TEST_MAIN(OperationsTest)
+
+#include "tst_operations.moc"
