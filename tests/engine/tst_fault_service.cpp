@@ -1,0 +1,157 @@
+#include "tests/support/FaultFolder.h"
+#include "tests/support/RawService.h"
+#include "tests/support/TestCase.h"
+
+#include <csignal>
+
+/** The fault service does what its script says, or the tests that build on it prove nothing. */
+class FaultServiceTest : public TestCase
+{
+    Q_OBJECT
+
+private:
+    static QString executable()
+    {
+        return QCoreApplication::applicationDirPath() + QStringLiteral("/FaultService");
+    }
+
+    /** Puts the script where the service looks for it, and starts it. */
+    static bool start(RawService &service, const QByteArray &script)
+    {
+        writeFile(service.root.filePath(QStringLiteral("fault.txt")), script);
+        return service.start();
+    }
+
+private Q_SLOTS:
+    void exits()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "exit 7"));
+        QCOMPARE(service.waitForEnd(), 7);
+    }
+
+    void endsWithItsScript()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "sleep 1"));
+        QCOMPARE(service.waitForEnd(), 0);
+    }
+
+    void unknownLineIsAnError()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "behave"));
+        QCOMPARE(service.waitForEnd(), 99);
+        QCOMPARE(service.process.readAllStandardError(), QByteArray("unknown line: behave\n"));
+    }
+
+    void diesBySignal()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "signal 6"));
+        QCOMPARE(service.waitForEnd(), -2);
+        QCOMPARE(service.process.exitCode(), SIGABRT);
+    }
+
+    void recordsItsStart()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "forever"));
+        const qint64 pid = service.process.processId();
+        const QString record =
+            service.root.filePath(QStringLiteral("started-%1.txt").arg(service.token));
+        const QByteArray expected =
+            QStringLiteral("%1\nKesh_File_Repair_Win\nVideoRepairServer\n%2\n%3\n%4\n\n")
+                .arg(QString::number(pid), service.token, service.root.path(),
+                     qEnvironmentVariable("PATH"))
+                .toUtf8();
+        QVERIFY(QTest::qWaitFor([&] { return readFile(record).size() == expected.size(); }));
+        QCOMPARE(readFile(record), expected);
+    }
+
+    void createsOnePipeOnly()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "create return\naccept return\nanswer x\nforever"));
+        QVERIFY(service.connectPipe(service.returnPipe));
+        QCOMPARE(service.read(), QByteArray("x"));
+        auto pipe = makeRecord(QStringLiteral("VideoRepairServer_receive_") + service.token,
+                               PipeDirection::Write, {}, {});
+        QCOMPARE(service.pipes.init(pipe), 0);
+        QVERIFY(service.pipes.connect(pipe) != 0);
+        service.pipes.close(pipe);
+    }
+
+    void echoes()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\necho\nawait\nexit 5"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write("{\"method\":3}\n"));
+        QCOMPARE(service.read(), QStringLiteral("{\"err_code\":0,\"token\":\"%1\",\"request\":"
+                                                "{\"method\":3}\n}")
+                                     .arg(service.token)
+                                     .toUtf8());
+        QCOMPARE(service.process.state(), QProcess::Running);
+        service.hangUp();
+        QCOMPARE(service.waitForEnd(), 5);
+    }
+
+    void answersText()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\nanswer a\\n\\xff\\\\b\nawait"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write("x"));
+        QCOMPARE(service.read(), QByteArray("a\n\xff\\b"));
+    }
+
+    void answersWithNothing()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\nanswerEmpty\nanswer then\nawait"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write("x"));
+        // The first read that finds a message finds the empty one and returns its length.
+        QCOMPARE(service.read(), QByteArray("then"));
+    }
+
+    void answersAnObjectOfASize()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\nanswerSize 300000\nawait"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write("x"));
+        const QByteArray answer = service.read();
+        QCOMPARE(answer.size(), 300000);
+        QVERIFY(answer.startsWith("{\"err_code\":0,\"fill\":\"xxx"));
+        QVERIFY(answer.endsWith("xxx\"}"));
+    }
+
+    void ignoresTermination()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "ignoreTerminate\nserve\necho\nforever"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write("1"));
+        QVERIFY(!service.read().isEmpty());
+        service.process.terminate();
+        QVERIFY(!service.process.waitForFinished(500));
+        service.process.kill();
+        QCOMPARE(service.waitForEnd(), -2);
+    }
+
+    void obeysTerminationOtherwise()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\necho\nforever"));
+        QVERIFY(service.connectPipes());
+        service.process.terminate();
+        QCOMPARE(service.waitForEnd(), -2);
+        QCOMPARE(service.process.exitCode(), SIGTERM);
+    }
+};
+
+VELLUMIX_TEST_MAIN(FaultServiceTest)
+
+#include "tst_fault_service.moc"

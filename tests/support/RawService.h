@@ -1,0 +1,97 @@
+#pragma once
+
+#include "service/PipeLibrary.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+/**
+ * A service process started and spoken to step by step, without the client's own rules and
+ * waits. Its root is a folder of its own; the executable may be any.
+ */
+class RawService
+{
+public:
+    explicit RawService(const QString &executable)
+    {
+        static int counter = 0;
+        token = QStringLiteral("%1_raw%2").arg(QCoreApplication::applicationPid()).arg(++counter);
+        process.setProgram(executable);
+        process.setWorkingDirectory(root.path());
+        process.setArguments(
+            {QStringLiteral("Kesh_File_Repair_Win"), QStringLiteral("VideoRepairServer"), token});
+    }
+
+    ~RawService()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+
+    RawService(const RawService &) = delete;
+    RawService &operator=(const RawService &) = delete;
+
+    bool start()
+    {
+        process.start();
+        return process.waitForStarted();
+    }
+
+    bool connectPipes() { return connectPipe(returnPipe) && connectPipe(receivePipe); }
+
+    bool connectPipe(CommunicationCommonField_t &pipe)
+    {
+        pipe = makeRecord(
+            QStringLiteral("VideoRepairServer_%1_%2")
+                .arg(&pipe == &returnPipe ? QStringLiteral("return") : QStringLiteral("receive"),
+                     token),
+            &pipe == &returnPipe ? PipeDirection::Read : PipeDirection::Write, {}, {});
+        return pipes.init(pipe) == 0 &&
+               QTest::qWaitFor([&] { return pipes.connect(pipe) == 0; }, 20000);
+    }
+
+    bool write(const QByteArray &line)
+    {
+        return pipes.write(receivePipe, line.constData(),
+                           static_cast<std::uint32_t>(line.size())) == line.size();
+    }
+
+    /** Waits for the answer; empty when there is none in time. */
+    QByteArray read()
+    {
+        QByteArray buffer(4 << 20, '\0');
+        std::int32_t size = 0;
+        const bool came = QTest::qWaitFor(
+            [&] {
+                size = pipes.read(returnPipe, buffer.data(),
+                                  static_cast<std::uint32_t>(buffer.size()));
+                return size != 0;
+            },
+            20000);
+        return came ? buffer.left(size) : QByteArray();
+    }
+
+    void hangUp()
+    {
+        pipes.close(returnPipe);
+        pipes.close(receivePipe);
+    }
+
+    /** Waits for the process's end. Returns its exit code; -1 when it stayed, -2 by a signal. */
+    int waitForEnd()
+    {
+        if (process.state() != QProcess::NotRunning && !process.waitForFinished(20000))
+            return -1;
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    }
+
+    PipeLibrary &pipes = PipeLibrary::instance();
+    QTemporaryDir root;
+    QString token;
+    QProcess process;
+    CommunicationCommonField_t returnPipe{};
+    CommunicationCommonField_t receivePipe{};
+};
