@@ -65,6 +65,11 @@ public:
     {
     }
 
+    ~UnixChannel() override { removeName(); }
+
+    UnixChannel(const UnixChannel &) = delete;
+    UnixChannel &operator=(const UnixChannel &) = delete;
+
     CommunicationCode connect() override
     {
         if (stream || listener)
@@ -97,15 +102,18 @@ public:
         if (!fd)
             return CommunicationSystemError;
         const SocketFolder::Lock lock(folder);
+        auto guard = std::make_unique<NameGuard>(folder, name);
         const sockaddr_un target = folder.address(name);
+        if (!guard->isUp())
+            return CommunicationSystemError;
         if (bind(fd.get(), reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0)
             return errno == EADDRINUSE ? CommunicationNameInUse : CommunicationSystemError;
-        nameGuard = std::make_unique<NameGuard>(folder, name);
-        if (!nameGuard->isUp() || listen(fd.get(), backlog) != 0) {
-            nameGuard.reset();
+        nameGuard = std::move(guard);
+        listener = std::move(fd);
+        if (listen(listener.get(), backlog) != 0) {
+            removeName();
             return CommunicationSystemError;
         }
-        listener = std::move(fd);
         return CommunicationOk;
     }
 
@@ -120,8 +128,7 @@ public:
             if (!fd || !isOwnUser(fd.get()) || !saysHello(fd.get()))
                 continue;
             stream = std::move(fd);
-            listener.reset();
-            nameGuard.reset();
+            removeName();
             return CommunicationOk;
         }
         return CommunicationTimeout;
@@ -167,6 +174,16 @@ public:
     }
 
 private:
+    /** Takes a name of this end's own out of the world. */
+    void removeName()
+    {
+        if (!listener)
+            return;
+        SocketFolder().removeName(name.c_str());
+        listener.reset();
+        nameGuard.reset();
+    }
+
     /** The client wants the other direction than this end, and says so soon. */
     bool saysHello(int fd) const
     {

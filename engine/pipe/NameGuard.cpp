@@ -1,6 +1,7 @@
 #include "engine/pipe/NameGuard.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,11 +12,15 @@
 
 namespace {
 
+constexpr int mostProbes = 200;
+constexpr int probeIntervalMs = 5;
+
 /**
  * The child's life. Other threads of the parent may have held any lock at the fork: nothing but
  * system calls is allowed here.
  */
-[[noreturn]] void waitAndRemove(int lifeline, const SocketFolder &folder, const char *name)
+[[noreturn]] void waitAndRemove(int lifeline, const SocketFolder &folder, const char *name,
+                                const sockaddr_un &address)
 {
     // It has to be there when all others of its group are told to go.
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGALRM})
@@ -33,7 +38,12 @@ namespace {
     char byte = 0;
     while (read(lifeline, &byte, 1) < 0 && errno == EINTR) {
     }
-    folder.removeName(name);
+    // The system closes a dying process's files in no fixed order: the name may seem alive for a
+    // moment more. One that goes on to is another's.
+    for (int i = 0; i < mostProbes && SocketFolder::isAlive(address); ++i)
+        poll(nullptr, 0, probeIntervalMs);
+    if (SocketFolder::isStale(address))
+        folder.removeName(name);
     _exit(0);
 }
 
@@ -41,21 +51,21 @@ namespace {
 
 NameGuard::NameGuard(const SocketFolder &folder, const std::string &name)
 {
+    const sockaddr_un address = folder.address(name);
     std::array<int, 2> ends = {-1, -1};
-    if (pipe2(ends.data(), O_CLOEXEC) == 0) {
-        const FileDescriptor watched(ends[0]);
-        lifeline = FileDescriptor(ends[1]);
-        child = fork();
-        if (child == 0)
-            waitAndRemove(watched.get(), folder, name.c_str());
-    }
-    if (child < 0)
-        folder.removeName(name.c_str());
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        return;
+    const FileDescriptor watched(ends[0]);
+    lifeline = FileDescriptor(ends[1]);
+    child = fork();
+    if (child == 0)
+        waitAndRemove(watched.get(), folder, name.c_str(), address);
 }
 
 NameGuard::~NameGuard()
 {
-    lifeline.reset();
-    if (child > 0)
+    if (child > 0) {
+        kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
+    }
 }

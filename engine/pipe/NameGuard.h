@@ -11,15 +11,14 @@
  * and the system removes none when a process is killed. So a child process watches: it does
  * nothing but wait for its parent to end, by whatever cause, and then removes the name.
  *
- * The guard lives only from the creation of a pipe to its client's arrival.
+ * The guard is set up before the name is made and lives until its owner has removed the name.
  */
 class NameGuard
 {
 public:
-    /** Starts to guard a name that exists. */
     NameGuard(const SocketFolder &folder, const std::string &name);
 
-    /** Removes the name and ends the child. */
+    /** Ends the child; the name stays as it is. */
     ~NameGuard();
 
     NameGuard(const NameGuard &) = delete;

@@ -26,6 +26,16 @@ bool isPrivate(int fd)
     return fstat(fd, &info) == 0 && (info.st_mode & 077U) == 0;
 }
 
+/** Tries to connect and leaves at once. Returns 0, or the error. */
+int probe(const sockaddr_un &address)
+{
+    const FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    // A live creator takes this for a client that left without a word, and waits on.
+    const int result =
+        ::connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    return result == 0 ? 0 : errno;
+}
+
 FileDescriptor openFolder(const std::string &path)
 {
     // NOFOLLOW: in a folder that others may write to, a link could lead anywhere.
@@ -92,15 +102,14 @@ void SocketFolder::removeName(const char *name) const
     unlinkat(folder.get(), name, 0);
 }
 
-bool SocketFolder::isStale(const std::string &name) const
+bool SocketFolder::isAlive(const sockaddr_un &address)
 {
-    const FileDescriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const sockaddr_un target = address(name);
-    // A live creator takes this for a client that left without a word, and waits on.
-    return probe &&
-           ::connect(probe.get(), reinterpret_cast<const sockaddr *>(&target), sizeof target) !=
-               0 &&
-           errno == ECONNREFUSED;
+    return probe(address) == 0;
+}
+
+bool SocketFolder::isStale(const sockaddr_un &address)
+{
+    return probe(address) == ECONNREFUSED;
 }
 
 void SocketFolder::removeStaleNames() const
@@ -112,7 +121,7 @@ void SocketFolder::removeStaleNames() const
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(fdopendir(listing), closedir);
     while (const dirent *entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
         const std::string name = entry->d_name;
-        if (name.front() != '.' && isStale(name))
+        if (name.front() != '.' && isStale(address(name)))
             removeName(name.c_str());
     }
 }

@@ -31,8 +31,8 @@ private:
  * refused when it is not the user's alone.
  *
  * A name is a listening socket. One whose creator has ended refuses connections; that is how it
- * is told from a live one. Everything that could take a name in the making for a dead one holds
- * the folder's lock.
+ * is told from a live one. A name in the making refuses them too: whoever makes names, or removes
+ * others' dead ones, holds the folder's lock.
  */
 class SocketFolder
 {
@@ -53,6 +53,12 @@ public:
     /** Takes a name out of the world. Safe in a child between fork and exec. */
     void removeName(const char *name) const;
 
+    /** Somebody listens at the name. Safe in a child between fork and exec. */
+    static bool isAlive(const sockaddr_un &address);
+
+    /** The name is there and nobody listens any more. Safe in a child between fork and exec. */
+    static bool isStale(const sockaddr_un &address);
+
     /** Removes the names that refuse connections. The lock must not be held by this object. */
     void removeStaleNames() const;
 
@@ -70,7 +76,5 @@ public:
     };
 
 private:
-    bool isStale(const std::string &name) const;
-
     FileDescriptor folder;
 };

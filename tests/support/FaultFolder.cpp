@@ -125,14 +125,16 @@ QByteArray readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QList<qint64> processesOf(const QString &executable)
+QList<qint64> processesOf(const QString &executable, const QString &argument)
 {
     QList<qint64> found;
     const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
     for (const QString &entry : entries) {
         bool isPid = false;
         const qint64 pid = entry.toLongLong(&isPid);
-        if (isPid && QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(entry)) == executable)
+        const QString process = QStringLiteral("/proc/") + entry;
+        if (isPid && QFile::symLinkTarget(process + QStringLiteral("/exe")) == executable &&
+            readFile(process + QStringLiteral("/cmdline")).contains(argument.toUtf8()))
             found.append(pid);
     }
     return found;

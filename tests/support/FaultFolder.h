@@ -51,5 +51,5 @@ void writeFile(const QString &path, const QByteArray &content = {});
 /** The whole content of a file; empty when it cannot be read. */
 QByteArray readFile(const QString &path);
 
-/** Ids of the running processes whose executable is this file. */
-QList<qint64> processesOf(const QString &executable);
+/** Ids of the running processes of this executable whose command line holds `argument`. */
+QList<qint64> processesOf(const QString &executable, const QString &argument = {});

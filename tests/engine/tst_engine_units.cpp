@@ -1,0 +1,228 @@
+#include "engine/EngineError.h"
+#include "engine/media/AsideFile.h"
+#include "engine/media/Orientation.h"
+#include "engine/media/TimestampMender.h"
+#include "engine/service/Request.h"
+#include "engine/service/ServiceArguments.h"
+#include "engine/service/ServiceConfig.h"
+#include "tests/support/FaultFolder.h"
+#include "tests/support/TestCase.h"
+
+#include <QDir>
+
+#include <array>
+#include <vector>
+
+namespace {
+
+constexpr std::int32_t one = 1 << 16;
+
+/** Turns a picture of two by three samples, numbered in reading order. */
+std::vector<int> turned(const Orientation &orientation)
+{
+    const std::array<std::uint8_t, 8> source = {1, 2, 0, 3, 4, 0, 5, 6};
+    std::array<std::uint8_t, 6> target = {};
+    turnPlane(orientation, source.data(), 3, 2, 3, target.data(), orientation.swapSides ? 3 : 2);
+    return {target.begin(), target.end()};
+}
+
+ErrorCode failureOf(const char *line)
+{
+    try {
+        parseRequest(line);
+    } catch (const EngineError &error) {
+        return *error.what() != '\0' ? error.code() : ErrorCode::Internal;
+    }
+    return ErrorCode::None;
+}
+
+} // namespace
+
+/** What the local service computes from values alone. */
+class EngineUnitsTest : public TestCase
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void arguments()
+    {
+        const auto parsed = parseArguments({"Kesh_File_Repair_Win", "VideoRepairServer", "4312_7"});
+        QVERIFY(parsed.has_value());
+        QCOMPARE(parsed->token, std::string("4312_7"));
+        QCOMPARE(parsed->returnPipe, std::string("VideoRepairServer_return_4312_7"));
+        QCOMPARE(parsed->receivePipe, std::string("VideoRepairServer_receive_4312_7"));
+        QVERIFY(!parseArguments({}));
+        QVERIFY(!parseArguments({"Kesh_File_Repair_Win", "VideoRepairServer"}));
+        QVERIFY(!parseArguments({"Kesh_File_Repair_Win", "VideoRepairServer", ""}));
+        QVERIFY(!parseArguments({"other", "VideoRepairServer", "1_1"}));
+        QVERIFY(!parseArguments({"Kesh_File_Repair_Win", "other", "1_1"}));
+        QVERIFY(!parseArguments({"Kesh_File_Repair_Win", "VideoRepairServer", "1_1", "more"}));
+    }
+
+    void configuration()
+    {
+        const ServiceConfig config = parseConfig(R"({"logLevel": "error", "logLimitMiB": 9})");
+        QCOMPARE(config.logLevel, TarnLogError);
+        QCOMPARE(config.logLimitMiB, 9ULL);
+        QCOMPARE(config.complaint, std::string());
+    }
+
+    void configurationWithFaults_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("empty") << QByteArray("");
+        QTest::newRow("array") << QByteArray("[]");
+        QTest::newRow("level") << QByteArray(R"({"logLevel": "loud"})");
+        QTest::newRow("level's type") << QByteArray(R"({"logLevel": 1})");
+        QTest::newRow("negative limit") << QByteArray(R"({"logLimitMiB": -1})");
+        QTest::newRow("limit too large") << QByteArray(R"({"logLimitMiB": 1025})");
+    }
+
+    void configurationWithFaults()
+    {
+        QFETCH(QByteArray, text);
+        const ServiceConfig config = parseConfig(text.toStdString());
+        QVERIFY(!config.complaint.empty());
+        QCOMPARE(config.logLevel, TarnLogInfo);
+        QCOMPARE(config.logLimitMiB, 4ULL);
+    }
+
+    void shippedConfigurationIsTheDefault()
+    {
+        const QByteArray text =
+            readFile(QStringLiteral(VELLUMIX_SERVICE_ROOT "/config/KeshRepairConfig.dat"));
+        const ServiceConfig config = parseConfig(text.toStdString());
+        QCOMPARE(config.complaint, std::string());
+        QCOMPARE(config.logLevel, ServiceConfig().logLevel);
+        QCOMPARE(config.logLimitMiB, ServiceConfig().logLimitMiB);
+    }
+
+    void requests()
+    {
+        const Request metadata = parseRequest(R"({"method":107,"videoPath":"/a b.mp4","x":1})");
+        QCOMPARE(metadata.method, Method::Metadata);
+        QCOMPARE(metadata.video, std::string("/a b.mp4"));
+
+        const Request picture =
+            parseRequest(R"({"method":101,"videoPath":"/a","photoPath":"/b","scale":2})");
+        QCOMPARE(picture.method, Method::FirstPicture);
+        QCOMPARE(picture.photoPath, std::string("/b"));
+        QCOMPARE(picture.scale, 2);
+
+        const Request quick = parseRequest(R"({"method":0,"damagedPath":"/a","outFilePath":"/o"})");
+        QCOMPARE(quick.method, Method::QuickRepair);
+        QCOMPARE(quick.video, std::string("/a"));
+        QCOMPARE(quick.outFilePath, std::string("/o"));
+
+        const Request advanced =
+            parseRequest(R"({"method":1,"damagedPath":"/a","outFilePath":"/o","samplePath":"/s"})");
+        QCOMPARE(advanced.method, Method::AdvancedRepair);
+        QCOMPARE(advanced.samplePath, std::string("/s"));
+    }
+
+    void badRequests()
+    {
+        for (const char *line :
+             {"", "no json", "[]", "{}", R"({"method":"107"})", R"({"method":1.5})",
+              R"({"method":4294967296})", R"({"method":107})", R"({"method":107,"videoPath":""})",
+              R"({"method":107,"videoPath":7})", R"({"method":0,"damagedPath":"/a"})",
+              R"({"method":1,"damagedPath":"/a","outFilePath":"/o"})",
+              R"({"method":101,"videoPath":"/a","photoPath":"/b"})",
+              R"({"method":101,"videoPath":"/a","photoPath":"/b","scale":0})"})
+            QVERIFY2(failureOf(line) == ErrorCode::BadRequest, line);
+        QCOMPARE(failureOf(R"({"method":5})"), ErrorCode::UnknownMethod);
+    }
+
+    void orientations_data()
+    {
+        QTest::addColumn<QList<int>>("abcd");
+        QTest::addColumn<QList<int>>("picture");
+        // Shown clockwise from the upper left; the stored picture is 12 / 34 / 56.
+        QTest::newRow("upright") << QList<int>{one, 0, 0, one} << QList<int>{1, 2, 3, 4, 5, 6};
+        QTest::newRow("quarter turn clockwise")
+            << QList<int>{0, one, -one, 0} << QList<int>{5, 3, 1, 6, 4, 2};
+        QTest::newRow("half turn") << QList<int>{-one, 0, 0, -one} << QList<int>{6, 5, 4, 3, 2, 1};
+        QTest::newRow("quarter turn back")
+            << QList<int>{0, -one, one, 0} << QList<int>{2, 4, 6, 1, 3, 5};
+        QTest::newRow("mirrored") << QList<int>{-one, 0, 0, one} << QList<int>{2, 1, 4, 3, 6, 5};
+        QTest::newRow("upside down") << QList<int>{one, 0, 0, -one} << QList<int>{5, 6, 3, 4, 1, 2};
+        QTest::newRow("nearly upright")
+            << QList<int>{one, 2000, -2000, one} << QList<int>{1, 2, 3, 4, 5, 6};
+    }
+
+    void orientations()
+    {
+        QFETCH(QList<int>, abcd);
+        QFETCH(QList<int>, picture);
+        const std::array<std::int32_t, 9> matrix = {abcd[0], abcd[1], 0, abcd[2], abcd[3],
+                                                    0,       0,       0, 1 << 30};
+        const auto result = turned(orientationFromMatrix(matrix.data()));
+        QCOMPARE(QList<int>(result.begin(), result.end()), picture);
+    }
+
+    void noMatrixIsUpright() { QVERIFY(orientationFromMatrix(nullptr).isUpright()); }
+
+    void goodTimesStay()
+    {
+        TimestampMender mender;
+        using Stamps = TimestampMender::Stamps;
+        for (const Stamps &stamps : {Stamps{40, -40}, Stamps{120, 0}, Stamps{80, 40}})
+            QVERIFY(mender.mend(stamps, 40) == stamps);
+    }
+
+    void missingTimesAreFilledIn()
+    {
+        TimestampMender mender;
+        using Stamps = TimestampMender::Stamps;
+        QVERIFY(mender.mend({.presentation = 100, .decode = {}}, 40) == (Stamps{100, 100}));
+        QVERIFY(mender.mend({}, 40) == (Stamps{{}, 140}));
+        QVERIFY(mender.mend({}, 0) == (Stamps{{}, 180}));
+        QVERIFY(mender.mend({}, 0) == (Stamps{{}, 181}));
+        TimestampMender other;
+        QVERIFY(other.mend({}, 0) == (Stamps{{}, 0}));
+    }
+
+    void timesNeverStandStillOrGoBack()
+    {
+        TimestampMender mender;
+        using Stamps = TimestampMender::Stamps;
+        QVERIFY(mender.mend({100, 100}, 40) == (Stamps{100, 100}));
+        QVERIFY(mender.mend({100, 100}, 40) == (Stamps{101, 101}));
+        QVERIFY(mender.mend({20, 20}, 40) == (Stamps{102, 102}));
+        QVERIFY(mender.mend({500, 150}, 40) == (Stamps{500, 150}));
+    }
+
+    void asideFileIsThereOnlyWhenPublished()
+    {
+        const QTemporaryDir folder;
+        const QString target = folder.filePath(QStringLiteral("视频.mp4"));
+        writeFile(target, "before");
+        {
+            const AsideFile aside(target.toStdString());
+            writeFile(QString::fromStdString(aside.path()), "half");
+            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
+        }
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(readFile(target), QByteArray("before"));
+        {
+            AsideFile aside(target.toStdString());
+            writeFile(QString::fromStdString(aside.path()), "whole");
+            aside.publish();
+        }
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(readFile(target), QByteArray("whole"));
+    }
+
+    void asideFilesAreRemovedTogether()
+    {
+        const QTemporaryDir folder;
+        const AsideFile aside(folder.filePath(QStringLiteral("a")).toStdString());
+        writeFile(QString::fromStdString(aside.path()), "half");
+        AsideFile::removeAll();
+        QVERIFY(QDir(folder.path()).isEmpty());
+    }
+};
+
+VELLUMIX_TEST_MAIN(EngineUnitsTest)
+
+#include "tst_engine_units.moc"
