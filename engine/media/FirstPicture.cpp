@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -116,19 +117,35 @@ Ffmpeg::FramePtr makePicture(int width, int height)
     return picture;
 }
 
+/** The coefficients that the picture's colours were made with, as far as it says; else a guess. */
+const int *colourCoefficients(const AVFrame &picture)
+{
+    constexpr int leastHighDefinitionHeight = 720;
+    if (picture.colorspace != AVCOL_SPC_UNSPECIFIED)
+        return sws_getCoefficients(picture.colorspace);
+    return sws_getCoefficients(picture.height >= leastHighDefinitionHeight ? SWS_CS_ITU709
+                                                                           : SWS_CS_ITU601);
+}
+
 /** Scales to the given size and to the colours of JPEG. */
 Ffmpeg::FramePtr scalePicture(const AVFrame &source, int width, int height)
 {
     Ffmpeg::FramePtr target = makePicture(width, height);
-    const Ffmpeg::SwsPtr scaler(
-        sws_getContext(source.width, source.height, static_cast<AVPixelFormat>(source.format),
-                       width, height, AV_PIX_FMT_YUV420P, SWS_AREA, nullptr, nullptr, nullptr));
+    const Ffmpeg::SwsPtr scaler(sws_alloc_context());
     if (!scaler)
-        throw EngineError(ErrorCode::NoPicture, "The video's pixels have an unknown layout.");
-    const int *sourceColours = sws_getCoefficients(
-        source.colorspace == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT : source.colorspace);
+        throw std::bad_alloc();
+    // The ranges are set before the initialisation: it chooses its way through the scaler by them.
     const int sourceIsFullRange = source.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
-    sws_setColorspaceDetails(scaler.get(), sourceColours, sourceIsFullRange,
+    const std::pair<const char *, std::int64_t> settings[] = {
+        {"srcw", source.width},           {"srch", source.height}, {"src_format", source.format},
+        {"src_range", sourceIsFullRange}, {"dstw", width},         {"dsth", height},
+        {"dst_format", target->format},   {"dst_range", 1},        {"sws_flags", SWS_AREA},
+    };
+    for (const auto &[name, value] : settings)
+        av_opt_set_int(scaler.get(), name, value, 0);
+    if (sws_init_context(scaler.get(), nullptr, nullptr) < 0)
+        throw EngineError(ErrorCode::NoPicture, "The video's pixels have an unknown layout.");
+    sws_setColorspaceDetails(scaler.get(), colourCoefficients(source), sourceIsFullRange,
                              sws_getCoefficients(SWS_CS_ITU601), 1, 0, 1 << 16, 1 << 16);
     sws_scale(scaler.get(), source.data, source.linesize, 0, source.height, target->data,
               target->linesize);

@@ -1,0 +1,110 @@
+#include "tests/support/Footage.h"
+
+#include "tests/support/FaultFolder.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+
+namespace {
+
+constexpr int runTimeoutMs = 50000;
+
+struct Finished
+{
+    int exitCode;
+    QByteArray output;
+    QByteArray errors;
+};
+
+Finished finish(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    const bool ended =
+        process.waitForFinished(runTimeoutMs) && process.exitStatus() == QProcess::NormalExit;
+    return {ended ? process.exitCode() : -1, process.readAllStandardOutput(),
+            process.readAllStandardError()};
+}
+
+QStringList probeOf(const QString &path, const QString &stream, const QString &entries)
+{
+    return {QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-select_streams"),
+            stream,
+            QStringLiteral("-show_entries"),
+            entries,
+            QStringLiteral("-show_data_hash"),
+            QStringLiteral("md5"),
+            QStringLiteral("-of"),
+            QStringLiteral("csv=p=0"),
+            path};
+}
+
+} // namespace
+
+QByteArray Footage::run(const QString &program, const QStringList &arguments)
+{
+    const Finished finished = finish(program, arguments);
+    if (finished.exitCode != 0)
+        qFatal("%s %s: %s", qPrintable(program), qPrintable(arguments.join(QLatin1Char(' '))),
+               finished.errors.constData());
+    return finished.output;
+}
+
+void Footage::make(const QString &path, const QStringList &options, int seconds)
+{
+    QStringList arguments = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y")};
+    arguments += {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                  QStringLiteral("testsrc2=size=320x240:rate=25:duration=%1").arg(seconds)};
+    arguments += {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                  QStringLiteral("sine=frequency=440:sample_rate=48000:duration=%1").arg(seconds)};
+    // Bit-exact and on one thread: the same file each time.
+    arguments += {QStringLiteral("-fflags"), QStringLiteral("+bitexact"),
+                  QStringLiteral("-threads"), QStringLiteral("1")};
+    run(QStringLiteral("ffmpeg"), arguments + options + QStringList(path));
+}
+
+QByteArray Footage::decodeErrors(const QString &path)
+{
+    const Finished finished =
+        finish(QStringLiteral("ffmpeg"),
+               {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-xerror"),
+                QStringLiteral("-i"), path, QStringLiteral("-map"), QStringLiteral("0"),
+                QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    return finished.exitCode == 0
+               ? finished.errors
+               : finished.errors + "exit code " + QByteArray::number(finished.exitCode);
+}
+
+QStringList Footage::packetHashes(const QString &path, const QString &stream)
+{
+    const QString output = QString::fromLatin1(
+        run(QStringLiteral("ffprobe"), probeOf(path, stream, QStringLiteral("packet=data_hash"))));
+    static const QRegularExpression hash(QStringLiteral("MD5:[0-9a-f]{32}"));
+    QStringList hashes;
+    for (auto match = hash.globalMatch(output); match.hasNext();)
+        hashes.append(match.next().captured());
+    return hashes;
+}
+
+void Footage::cut(const QString &path, double part)
+{
+    QFile file(path);
+    if (!file.resize(static_cast<qint64>(static_cast<double>(file.size()) * part)))
+        qFatal("cannot cut %s", qPrintable(path));
+}
+
+void Footage::removeAviIndex(const QString &path)
+{
+    QByteArray bytes = readFile(path);
+    const qsizetype index = bytes.indexOf("idx1");
+    const qsizetype movie = bytes.indexOf("movi");
+    if (!bytes.startsWith("RIFF") || index < 0 || movie < 8)
+        qFatal("%s is no AVI file with an index", qPrintable(path));
+    bytes.truncate(index);
+    bytes.replace(4, 4, QByteArray(4, '\0'));
+    bytes.replace(movie - 4, 4, QByteArray(4, '\0'));
+    writeFile(path, bytes);
+}
