@@ -21,7 +21,7 @@ ServiceConfig readConfig()
 
 void openLog(const ServiceConfig &config)
 {
-    constexpr unsigned long long bytesPerMiB = 1024 * 1024;
+    constexpr unsigned long long bytesPerMiB = 1ULL << 20U;
     tarn_log_open("Logs", config.logLimitMiB * bytesPerMiB);
     tarn_log_set_level(config.logLevel);
     if (!config.complaint.empty())

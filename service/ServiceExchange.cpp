@@ -68,7 +68,7 @@ ServiceExchange::Outcome ServiceExchange::run(const QByteArray &requestLine, int
 {
     if (const QString failure = startService(); !failure.isEmpty())
         return {.answer = {}, .failure = failure};
-    if (const Outcome outcome = connectPipes(); !outcome.failure.isEmpty()) {
+    if (Outcome outcome = connectPipes(); !outcome.failure.isEmpty()) {
         killService();
         return outcome;
     }

@@ -68,8 +68,7 @@ void copyChapters(const AVFormatContext &source, AVFormatContext &target)
 {
     if (source.nb_chapters == 0)
         return;
-    target.chapters =
-        static_cast<AVChapter **>(av_calloc(source.nb_chapters, sizeof *target.chapters));
+    target.chapters = static_cast<AVChapter **>(av_calloc(source.nb_chapters, sizeof(AVChapter *)));
     if (target.chapters == nullptr)
         throw std::bad_alloc();
     for (unsigned i = 0; i < source.nb_chapters; ++i) {

@@ -141,9 +141,7 @@ public:
             const ssize_t count = ::send(stream.get(), bytes + sent, size - sent, MSG_NOSIGNAL);
             if (count > 0)
                 sent += static_cast<std::size_t>(count);
-            else if (errno == EAGAIN && pollFor(stream.get(), POLLOUT, stalledSendMs) == 0)
-                break;
-            else if (errno != EAGAIN && errno != EINTR)
+            else if (!canSendAgain())
                 break;
         }
         return sent;
@@ -151,7 +149,7 @@ public:
 
     void receive(std::vector<std::uint8_t> &bytes) override
     {
-        std::array<std::uint8_t, 65536> chunk; // NOLINT(cppcoreguidelines-pro-type-member-init)
+        std::array<std::uint8_t, 65536> chunk;
         while (stream) {
             const ssize_t count = recv(stream.get(), chunk.data(), chunk.size(), 0);
             if (count > 0)
@@ -182,6 +180,13 @@ private:
         SocketFolder().removeName(name.c_str());
         listener.reset();
         nameGuard.reset();
+    }
+
+    /** After a send that failed: waits for room if that is all that is wanting. */
+    bool canSendAgain() const
+    {
+        return errno == EINTR ||
+               (errno == EAGAIN && pollFor(stream.get(), POLLOUT, stalledSendMs) != 0);
     }
 
     /** The client wants the other direction than this end, and says so soon. */

@@ -46,7 +46,7 @@ FileDescriptor openFolder(const std::string &path)
 std::string folderPath()
 {
     // The environment of a process is fixed before it has threads that look here.
-    const char *runtimeDir = std::getenv("XDG_RUNTIME_DIR"); // NOLINT(concurrency-mt-unsafe)
+    const char *runtimeDir = std::getenv("XDG_RUNTIME_DIR");
     if (runtimeDir != nullptr && runtimeDir[0] == '/' && openFolder(runtimeDir))
         return std::string(runtimeDir) + "/vellumix";
     return "/tmp/vellumix-" + std::to_string(geteuid());
@@ -119,7 +119,7 @@ void SocketFolder::removeStaleNames() const
     if (listing < 0)
         return;
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(fdopendir(listing), closedir);
-    while (const dirent *entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
+    while (const dirent *entry = readdir(directory.get())) {
         const std::string name = entry->d_name;
         if (name.front() != '.' && isStale(address(name)))
             removeName(name.c_str());

@@ -64,16 +64,17 @@ std::string unescape(const std::string &text)
 {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            result += text[i];
-        } else if (text[++i] == 'n') {
-            result += '\n';
-        } else if (text[i] == 'x') {
-            result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            result += text[i];
+        char c = text[i];
+        if (c == '\\' && i + 1 < text.size()) {
+            c = text[++i];
+            if (c == 'n') {
+                c = '\n';
+            } else if (c == 'x') {
+                c = static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+                i += 2;
+            }
         }
+        result += c;
     }
     return result;
 }
@@ -205,7 +206,7 @@ private:
 
 const char *variable(const char *name)
 {
-    const char *value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+    const char *value = std::getenv(name);
     return value != nullptr ? value : "";
 }
 

@@ -46,6 +46,7 @@ void writeMessages()
 void writeFromThreads(int threadCount, int lineCount)
 {
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(threadCount));
     for (int t = 0; t < threadCount; ++t) {
         threads.emplace_back([t, lineCount] {
             for (int i = 0; i < lineCount; ++i)
