@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QScopedValueRollback>
 
 #include <mutex>
 
@@ -67,14 +68,20 @@ const char *levelName(QtMsgType type)
 void QtLog::init()
 {
     logFilePath() = createLogFolder();
-    // Signature and line are part of the fixed first line: tools that read these logs find the
-    // start of a session by it, wherever the code has moved to.
+    // Signature and line are fixed, wherever the code moves to: the first line of a session looks
+    // the same in every log.
     write("INFO", "void QtLog::init()", 50,
           TextPattern::fill(QStringLiteral("Qt log initialized, file=%1"), logFilePath()));
 }
 
 void QtLog::write(const char *level, const char *function, int line, const QString &message)
 {
+    // Should Qt itself have something to say of the file, the message must not wait for this very
+    // line to be done.
+    thread_local bool isWriting = false;
+    if (isWriting)
+        return;
+    const QScopedValueRollback writing(isWriting, true);
     const std::lock_guard lock(logMutex());
     if (logFilePath().isEmpty())
         logFilePath() = createLogFolder();

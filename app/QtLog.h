@@ -25,7 +25,8 @@ public:
     static void init();
 
     /**
-     * Appends one line. May be called from any thread, before init() as well.
+     * Appends one line. May be called from any thread, before init() as well, once the application
+     * object exists.
      *
      * @param level one of "DEBUG", "INFO", "WARN", "ERROR", "FATAL"
      * @param function full signature of the calling function

@@ -13,11 +13,13 @@
  */
 namespace TextPattern {
 
+/** A text is written as it is. */
 inline const QString &toText(const QString &value)
 {
     return value;
 }
 
+/** A whole number is written in decimal. */
 template <std::integral Number>
 requires(!std::same_as<Number, bool>) QString toText(Number value)
 {

@@ -2,6 +2,7 @@
 
 #include "service/DynamicLibrary.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace {

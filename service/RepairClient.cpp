@@ -43,11 +43,20 @@ QString provideDirectories(RepairRequest &request)
     return RequestPreparation::createRequestDirectories(request);
 }
 
-/** Creates the directory that is to hold a file; returns that directory if it failed. */
-QString createParentDirectory(const QString &filePath)
+/** The directory that is to hold a file; empty for an empty path. */
+QString parentDirectory(const QString &filePath)
 {
-    const QString directory = QFileInfo(filePath).absolutePath();
-    return QDir().mkpath(directory) ? QString() : directory;
+    return filePath.isEmpty() ? QString() : QFileInfo(filePath).absolutePath();
+}
+
+bool createDirectory(const QString &directory)
+{
+    return !directory.isEmpty() && QDir().mkpath(directory);
+}
+
+QString videoNotFound(const QString &videoPath)
+{
+    return TextPattern::fill(QStringLiteral("Video file not found: %1"), videoPath);
 }
 
 /** Sets code, function, success and sentence from a parsed answer. */
@@ -84,7 +93,8 @@ RepairResponse RepairClient::repair(const RepairRequest &request)
     RepairRequest resolved = request;
     if (const QString failure = provideDirectories(resolved); !failure.isEmpty())
         return fail(failure, -1);
-    if (const QString directory = createParentDirectory(resolved.outFilePath); !directory.isEmpty())
+    if (const QString directory = parentDirectory(resolved.outFilePath);
+        !createDirectory(directory))
         return fail(
             TextPattern::fill(QStringLiteral("Failed to create output directory: %1"), directory),
             -1);
@@ -102,7 +112,7 @@ RepairResponse RepairClient::extractMetadata(const RepairRequest &request, const
 {
     LOG_INFO(QStringLiteral("extractMetadata begin, videoPath=%1"), videoPath);
     if (!QFileInfo::exists(videoPath))
-        return fail(TextPattern::fill(QStringLiteral("Video file not found: %1"), videoPath), -1);
+        return fail(videoNotFound(videoPath), -1);
 
     RepairRequest resolved = request;
     if (const QString failure = provideDirectories(resolved); !failure.isEmpty())
@@ -124,10 +134,10 @@ RepairResponse RepairClient::extractFirstFrameScale(const RepairRequest &request
     LOG_INFO(QStringLiteral("extractFirstFrameScale begin, videoPath=%1, photoPath=%2, scale=%3"),
              videoPath, photoPath, scale);
     if (!QFileInfo::exists(videoPath))
-        return fail(TextPattern::fill(QStringLiteral("Video file not found: %1"), videoPath), -1);
+        return fail(videoNotFound(videoPath), -1);
     if (photoPath.isEmpty())
         return fail(QStringLiteral("Thumbnail output path is empty."), -1);
-    if (const QString directory = createParentDirectory(photoPath); !directory.isEmpty())
+    if (const QString directory = parentDirectory(photoPath); !createDirectory(directory))
         return fail(TextPattern::fill(QStringLiteral("Failed to create thumbnail directory: %1"),
                                       directory),
                     -1);
@@ -179,8 +189,7 @@ RepairResponse RepairClient::send(const RepairRequest &request, const QJsonObjec
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(outcome.answer, &parseError);
     if (!document.isObject()) {
-        // Not passed through fail(): the line above has the answer, and the caller's end line
-        // says that it was none.
+        // Not passed through fail(): the line above has the answer itself, which tells more.
         response.message = TextPattern::fill(QStringLiteral("Invalid JSON response: %1"),
                                              parseError.errorString());
         return response;

@@ -48,7 +48,12 @@ public:
     RepairResponse send(const RepairRequest &request, const QJsonObject &payload,
                         int timeoutSeconds);
 
-    /** Logs a failure of the client's own and returns it as a response. */
+    /**
+     * Logs a failure of the client's own and returns it as a response.
+     *
+     * @param message sentence for people
+     * @param errCode -1, or the pipe library's code
+     */
     RepairResponse fail(const QString &message, int errCode);
 
 private:

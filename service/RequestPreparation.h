@@ -6,8 +6,9 @@
 
 /**
  * What stands between a request and the start of a service process: paths, directories, the
- * service's configuration file. The functions may be called from any thread. Those that can fail
- * return an empty string on success, else the sentence that says what is missing.
+ * service's configuration file. The functions may be called from any thread while the application
+ * object lives. Those that can fail return an empty string on success, else the sentence that says
+ * what is missing.
  */
 namespace RequestPreparation {
 
@@ -36,8 +37,9 @@ void resolveDirectories(RepairRequest &request);
 QString createRequestDirectories(const RepairRequest &request);
 
 /**
- * All of the above in the order in which `RepairClient::send` needs it, then the service's log
- * directory and its configuration file. Sets the request's directories.
+ * Checks and provides everything that the service at `paths` needs before it is started: the
+ * installation, the request's directories, which it sets, the service's log directory and its
+ * configuration file.
  */
 QString prepare(RepairRequest &request, const ServicePaths &paths);
 

@@ -66,8 +66,10 @@ ServiceExchange::ServiceExchange(const RequestPreparation::ServicePaths &service
 
 ServiceExchange::Outcome ServiceExchange::run(const QByteArray &requestLine, int timeoutSeconds)
 {
-    if (const QString failure = startService(); !failure.isEmpty())
+    if (const QString failure = startService(); !failure.isEmpty()) {
+        killService();
         return {.answer = {}, .failure = failure};
+    }
     if (Outcome outcome = connectPipes(); !outcome.failure.isEmpty()) {
         killService();
         return outcome;
@@ -129,8 +131,8 @@ bool ServiceExchange::writeRequest(const QByteArray &requestLine)
     LOG_INFO(QStringLiteral("Calling tarn_comm_write, id=%1, bytes=%2"), id, size);
     const std::int32_t written = pipes.write(writePipe, requestLine.constData(), size);
     LOG_INFO(QStringLiteral("tarn_comm_write returned %1/%2"), written, size);
-    // Compared as unsigned on purpose: a negative result is the library's way of saying that it
-    // queued the message, and what became of it shows in the answer.
+    // Compared as unsigned on purpose: a negative result passes. What it means is the library's
+    // business; whether the request arrived shows in the answer.
     return static_cast<std::uint32_t>(written) >= size;
 }
 

@@ -16,7 +16,8 @@ QString requestToken();
 
 /**
  * One service process and the two pipes to it, for one request. Blocks the calling thread; used
- * once and dropped. Whatever the outcome, process and pipes are gone when run() returns.
+ * once and dropped. Whatever the outcome, run() has closed the pipes and ended the process, if need
+ * be by force.
  */
 class ServiceExchange
 {
@@ -39,7 +40,8 @@ public:
                     const RepairRequest &request, PipeOperations &pipeOperations);
 
     /**
-     * Starts the service, sends `requestLine` and waits for the answer.
+     * Starts the service, sends `requestLine` and waits for the answer. Returns the answer, or
+     * why there is none.
      *
      * @param timeoutSeconds time limit for the answer alone, in seconds
      */

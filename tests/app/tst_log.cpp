@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QSet>
 
+#include <unistd.h>
+
 class LogTest : public TestCase
 {
     Q_OBJECT
@@ -88,6 +90,16 @@ private Q_SLOTS:
         QCOMPARE(app.run({QStringLiteral("write-before-init")}), 0);
         QVERIFY(QFileInfo(app.logPath()).isDir());
         QCOMPARE(app.standardError, QByteArray());
+    }
+
+    void writesAgainOnceItCan()
+    {
+        AppFolder app(AppFolder::clientProbe());
+        QVERIFY(QDir().mkpath(app.logPath()));
+        QCOMPARE(app.run({QStringLiteral("write-around-obstacle")}), 0);
+        const QList<LogLine> log = app.log();
+        QCOMPARE(log.size(), 1);
+        QCOMPARE(log[0].text(), QStringLiteral("INFO after"));
     }
 
     void unwritableFolderIsIgnored()

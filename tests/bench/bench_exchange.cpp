@@ -139,7 +139,8 @@ void runBenchmarks(int calls)
                 "greatest");
     print("call over its fixed waits, scripted service",
           measure(calls, [&] { return callCost(scripted.request(), ask); }));
-    print("call over its fixed waits, local service, nothing to do", measure(calls, [&] { return callCost(real, refused); }));
+    print("call over its fixed waits, local service, nothing to do",
+          measure(calls, [&] { return callCost(real, refused); }));
     print("call over its fixed waits, local service, metadata",
           measure(calls, [&] { return callCost(real, ask); }));
     const Figures empty = measure(calls, emptyProcessCost);

@@ -141,6 +141,19 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), -2);
     }
 
+    void notesTermination()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "noteTerminate\nserve\necho\nforever"));
+        QVERIFY(service.connectPipes());
+        const QString note =
+            service.root.filePath(QStringLiteral("asked-%1.txt").arg(service.token));
+        QVERIFY(!QFile::exists(note));
+        service.process.terminate();
+        QCOMPARE(service.waitForEnd(), 0);
+        QVERIFY(QFile::exists(note));
+    }
+
     void obeysTerminationOtherwise()
     {
         RawService service(executable());

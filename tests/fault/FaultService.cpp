@@ -12,6 +12,7 @@
 //   sleep MS                waits
 //   await                   waits until the client has hung up
 //   forever                 waits without end
+//   noteTerminate           when asked to end, writes "asked-TOKEN.txt" and ends
 //   ignoreTerminate         takes no notice of being asked to end from here on
 //   exit CODE               ends with the code
 //   signal N                ends by the signal
@@ -21,6 +22,7 @@
 
 #include "engine/pipe/TarnCommunication.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -41,6 +43,9 @@ constexpr unsigned longestLifeSeconds = 120;
 constexpr std::uint32_t acceptTimeoutMs = 60000;
 constexpr std::uint32_t waitMs = 1000;
 constexpr int badScript = 99;
+
+// What the handler of SIGTERM makes.
+std::string askedFile;
 
 struct Pipe
 {
@@ -111,6 +116,9 @@ public:
 private:
     bool obeyPipeVerb(const std::string &verb, const std::string &operand)
     {
+        require(operand.empty() || operand == "return" || operand == "receive" ||
+                    (verb != "create" && verb != "accept"),
+                "unknown pipe");
         Pipe &pipe = operand == "return" ? returnPipe : receivePipe;
         if (verb == "create") {
             require(tarn_comm_create(&pipe.record) == CommunicationOk, "create");
@@ -153,6 +161,8 @@ private:
         else if (verb == "forever")
             for (;;)
                 sleepMs(waitMs);
+        else if (verb == "noteTerminate")
+            noteTerminate();
         else if (verb == "ignoreTerminate")
             std::signal(SIGTERM, SIG_IGN);
         else if (verb == "exit")
@@ -164,13 +174,22 @@ private:
         return true;
     }
 
+    void noteTerminate()
+    {
+        askedFile = "asked-" + token + ".txt";
+        std::signal(SIGTERM, [](int) {
+            close(open(askedFile.c_str(), O_CREAT | O_WRONLY, 0600));
+            std::_Exit(0);
+        });
+    }
+
     void readRequest()
     {
         std::vector<char> buffer(std::size_t{1} << 20U);
         const std::int32_t id = receivePipe.id();
         std::int32_t size = 0;
         while (size == 0) {
-            tarn_comm_wait(&id, waitMs);
+            require(tarn_comm_wait(&id, waitMs) != CommunicationPeerGone, "read");
             size = tarn_comm_read(&id, buffer.data(), static_cast<std::uint32_t>(buffer.size()), 0);
         }
         require(size > 0, "read");
@@ -186,7 +205,13 @@ private:
     void awaitHangUp()
     {
         const std::int32_t id = receivePipe.id();
-        while (tarn_comm_wait(&id, waitMs) != CommunicationPeerGone) {
+        char ignored = 0;
+        for (;;) {
+            const std::int32_t event = tarn_comm_wait(&id, waitMs);
+            if (event == CommunicationReadable)
+                tarn_comm_read(&id, &ignored, 1, 0);
+            else if (event != CommunicationNothing)
+                return;
         }
     }
 

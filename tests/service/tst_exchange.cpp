@@ -6,6 +6,8 @@
 #include "tests/support/ScriptedPipes.h"
 #include "tests/support/TestCase.h"
 
+#include <QDir>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -35,7 +37,12 @@ struct Call
 
     RepairResponse send()
     {
-        return RepairClient(pipes).send(request, payload, request.timeoutSeconds);
+        QElapsedTimer timer;
+        timer.start();
+        RepairResponse response =
+            RepairClient(pipes).send(request, payload, request.timeoutSeconds);
+        elapsedMs = timer.elapsed();
+        return response;
     }
 
     ExpectedLog expect() const
@@ -73,6 +80,8 @@ struct Call
     QString token;
     ScriptedPipes pipes;
     LogTail log;
+    /** Length of the call, in milliseconds. */
+    qint64 elapsedMs = 0;
 };
 
 void compareFailure(const RepairResponse &response, int code, const QString &message)
@@ -270,6 +279,40 @@ private Q_SLOTS:
                  QByteArray("old"));
     }
 
+    void firstMissingPieceIsNamed()
+    {
+        // Everything is missing at first; each round provides what the last one missed.
+        Call call;
+        QVERIFY(QDir(call.folder.serviceRoot()).removeRecursively());
+        writeFile(call.folder.path(QStringLiteral("file")));
+        const QString root = call.folder.serviceRoot();
+        const QString blocked = call.folder.path(QStringLiteral("file/directory"));
+        call.request.logDir = blocked;
+        call.request.tempDir = blocked;
+        const auto firstWord = [&call] {
+            return call.send().message.section(QLatin1Char(':'), 0, 0);
+        };
+
+        QCOMPARE(firstWord(), QStringLiteral("RepairService.exe not found"));
+        writeFile(call.folder.serviceExe());
+        QCOMPARE(firstWord(), QStringLiteral("RepairService lib directory not found"));
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/lib/x64")));
+        QCOMPARE(firstWord(), QStringLiteral("TarnCommunicationSDK.dll not found"));
+        writeFile(root + QStringLiteral("/lib/x64/TarnCommunicationSDK.dll"));
+        QCOMPARE(firstWord(), QStringLiteral("TarnLogSDK.dll not found"));
+        writeFile(root + QStringLiteral("/lib/x64/TarnLogSDK.dll"));
+        writeFile(root + QStringLiteral("/Logs"));
+        QCOMPARE(firstWord(), QStringLiteral("Failed to create log directory"));
+        call.request.logDir = call.folder.path(QStringLiteral("logs"));
+        QCOMPARE(firstWord(), QStringLiteral("Failed to create temp directory"));
+        call.request.tempDir = call.folder.path(QStringLiteral("temp"));
+        QCOMPARE(firstWord(), QStringLiteral("Failed to create RepairService log directory"));
+        QVERIFY(QFile::remove(root + QStringLiteral("/Logs")));
+        QCOMPARE(firstWord(), QStringLiteral("KeshRepairConfig.dat not found in config directory"));
+        writeFile(call.request.configDir + QStringLiteral("/KeshRepairConfig.dat"));
+        QCOMPARE(firstWord(), QStringLiteral("Failed to start RepairService.exe"));
+    }
+
     // The service's start and end.
 
     void startedAsStated()
@@ -287,6 +330,38 @@ private Q_SLOTS:
         QCOMPARE(qgetenv("PATH"), path);
         QVERIFY(!qEnvironmentVariableIsSet("Path"));
         QCOMPARE(response.object.value(QStringLiteral("request")).toObject(), payload);
+        QVERIFY(call.elapsedMs >= 250);
+    }
+
+    void pipesAreDescribedAsStated()
+    {
+        Call call({QStringLiteral("serve"), QStringLiteral("sleep 350"), QStringLiteral("echo"),
+                   QStringLiteral("await")});
+        QVERIFY(call.send().ok);
+        QCOMPARE(call.pipes.records.size(), std::size_t{2});
+        const ExpectedLog names = call.expect();
+        for (const auto &[record, name, isRead] :
+             {std::tuple(call.pipes.records[0], names.returnPipe(), 1),
+              std::tuple(call.pipes.records[1], names.receivePipe(), 0)}) {
+            QCOMPARE(QString::fromUtf8(record.serverName), name);
+            QCOMPARE(QString::fromUtf8(record.localPath), call.request.configDir);
+            QCOMPARE(QString::fromUtf8(record.logPath), call.request.logDir);
+            QCOMPARE(int{record.isRead}, isRead);
+        }
+        QVERIFY(call.pipes.reads > 1);
+        QVERIFY(call.pipes.buffersAreClean);
+    }
+
+    void searchPathWithoutAnInheritedOne()
+    {
+        Call call({QStringLiteral("serve"), QStringLiteral("echo"), QStringLiteral("await")});
+        const QByteArray path = qgetenv("PATH");
+        qunsetenv("PATH");
+        const bool ok = call.send().ok;
+        qputenv("PATH", path);
+        QVERIFY(ok);
+        const QString searchPath = call.folder.serviceRoot() + QStringLiteral("/lib/x64;");
+        QCOMPARE(call.folder.startRecord(call.token).mid(5), QStringList({searchPath, searchPath}));
     }
 
     void pathVariableOfOtherSpellingWins()
@@ -345,13 +420,17 @@ private Q_SLOTS:
 
     void createsNoPipe()
     {
-        Call call({QStringLiteral("forever")});
+        Call call({QStringLiteral("noteTerminate"), QStringLiteral("forever")});
         compareFailureWithoutReturnPipe(call, call.expect().prepared());
+        // It is killed, not asked.
+        QVERIFY(!call.folder.wasAskedToEnd(call.token));
+        QVERIFY(call.elapsedMs >= 10250);
     }
 
     void createsOnlyTheFirstPipe()
     {
-        Call call({QStringLiteral("create return"), QStringLiteral("forever")});
+        Call call({QStringLiteral("noteTerminate"), QStringLiteral("create return"),
+                   QStringLiteral("forever")});
         const RepairResponse response = call.send();
         ExpectedLog expected = call.expect().prepared().started();
         const QString pipe = expected.receivePipe();
@@ -365,6 +444,9 @@ private Q_SLOTS:
                                        .pipeTimeout(pipe, 3)
                                        .failed(3, message)
                                        .lines());
+        // Each failed attempt was closed, and so was the pipe that was up.
+        QCOMPARE(call.pipes.closes, call.pipes.inits);
+        QVERIFY(!call.folder.wasAskedToEnd(call.token));
         QCOMPARE(call.folder.leftovers(), QStringList());
     }
 
@@ -391,7 +473,7 @@ private Q_SLOTS:
         QCOMPARE(call.pipes.closes, 2);
         ExpectedLog expected = call.expect().prepared().started();
         const QString pipe = expected.returnPipe();
-        expected.pipeBegin(pipe).init(pipe, 17, QStringLiteral("N"));
+        expected.pipeBegin(pipe).init(pipe, 17, QStringLiteral("0"));
         expected.init(pipe, 0, ExpectedLog::handle()).connect(pipe, 0);
         QCOMPARE(call.log.texts().mid(0, expected.lines().size()), expected.lines());
         QCOMPARE(call.folder.leftovers(), QStringList());
@@ -427,7 +509,7 @@ private Q_SLOTS:
             QStringLiteral("Failed to init/connect return pipe '%1', code=-42").arg(pipe);
         compareFailure(response, -42, message);
         QCOMPARE(call.log.texts(), expected.pipeBegin(pipe)
-                                       .init(pipe, -42, QStringLiteral("N"))
+                                       .init(pipe, -42, QStringLiteral("0"))
                                        .pipeTimeout(pipe, -42)
                                        .failed(-42, message)
                                        .lines());
@@ -444,9 +526,11 @@ private Q_SLOTS:
 
     void nothingWritten()
     {
-        Call call({QStringLiteral("serve"), QStringLiteral("forever")});
+        Call call(
+            {QStringLiteral("noteTerminate"), QStringLiteral("serve"), QStringLiteral("forever")});
         call.pipes.writeResult = 0;
         compareFailedWrite(call, 0);
+        QVERIFY(!call.folder.wasAskedToEnd(call.token));
     }
 
     void negativeWriteIsTakenForWritten()
@@ -483,8 +567,15 @@ private Q_SLOTS:
 
     void silentUntilTheLimit()
     {
-        Call call({QStringLiteral("serve"), QStringLiteral("forever")});
+        Call call(
+            {QStringLiteral("noteTerminate"), QStringLiteral("serve"), QStringLiteral("forever")});
+        call.request.timeoutSeconds = 2;
         compareTimeout(call);
+        // It is asked to end, and not waited for once it has ended.
+        QVERIFY(call.folder.wasAskedToEnd(call.token));
+        QVERIFY(call.elapsedMs >= 2250);
+        // Ten times the limit: a slow machine may well take more than the limit itself.
+        QVERIFY(call.elapsedMs < 20000);
     }
 
     void ignoresTheRequestToEnd()
@@ -492,6 +583,8 @@ private Q_SLOTS:
         Call call({QStringLiteral("ignoreTerminate"), QStringLiteral("serve"),
                    QStringLiteral("forever")});
         compareTimeout(call);
+        // One second for the answer, three to end.
+        QVERIFY(call.elapsedMs >= 4250);
     }
 
     void noTimeMeansNoRead()

@@ -157,6 +157,23 @@ private Q_SLOTS:
         QVERIFY(QDir(setting.request.tempDir).exists());
     }
 
+    void outputPathEmpty()
+    {
+        Setting setting;
+        setting.request.outFilePath.clear();
+        compareRefused(setting, RepairClient().repair(setting.request),
+                       QStringLiteral("Failed to create output directory: "));
+    }
+
+    void repairTempDirectoryNotCreatable()
+    {
+        Setting setting;
+        setting.request.tempDir = setting.video + QStringLiteral("/temp");
+        compareRefused(
+            setting, RepairClient().repair(setting.request),
+            QStringLiteral("Failed to create temp directory: %1").arg(setting.request.tempDir));
+    }
+
     void repairLogDirectoryNotCreatable()
     {
         Setting setting;
@@ -203,6 +220,15 @@ private Q_SLOTS:
             setting, RepairClient().extractMetadata(setting.request, setting.video),
             QStringLiteral("Failed to create temp directory: %1").arg(setting.request.tempDir));
         QVERIFY(QDir(setting.request.logDir).exists());
+    }
+
+    void metadataLogDirectoryNotCreatable()
+    {
+        Setting setting;
+        setting.request.logDir = setting.video + QStringLiteral("/logs");
+        compareRefused(
+            setting, RepairClient().extractMetadata(setting.request, setting.video),
+            QStringLiteral("Failed to create log directory: %1").arg(setting.request.logDir));
     }
 
     void metadataFailureIsPassedOn()
@@ -273,6 +299,22 @@ private Q_SLOTS:
         QVERIFY(!QDir(setting.request.logDir).exists());
     }
 
+    void pictureLogAndTempDirectoriesNotCreatable()
+    {
+        Setting setting;
+        const QString photo = setting.folder.path(QStringLiteral("a.jpg"));
+        setting.request.tempDir = setting.video + QStringLiteral("/temp");
+        compareRefused(
+            setting,
+            RepairClient().extractFirstFrameScale(setting.request, setting.video, photo, 2),
+            QStringLiteral("Failed to create temp directory: %1").arg(setting.request.tempDir));
+        setting.request.logDir = setting.video + QStringLiteral("/logs");
+        compareRefused(
+            setting,
+            RepairClient().extractFirstFrameScale(setting.request, setting.video, photo, 2),
+            QStringLiteral("Failed to create log directory: %1").arg(setting.request.logDir));
+    }
+
     void pictureThatIsNotThere_data()
     {
         QTest::addColumn<QString>("answer");
@@ -331,6 +373,7 @@ private Q_SLOTS:
         QCOMPARE(app.run({QStringLiteral("call"), QStringLiteral("metadata"), callText},
                          setting.folder.path(QString())),
                  0);
+        QCOMPARE(app.standardError, QByteArray());
         const QJsonObject response = QJsonDocument::fromJson(app.standardOutput).object();
         QVERIFY2(response.value(QStringLiteral("ok")).toBool(), app.standardOutput.constData());
         const QJsonObject sent = response.value(QStringLiteral("object"))

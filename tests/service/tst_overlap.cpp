@@ -15,14 +15,18 @@ class OverlapTest : public TestCase
 {
     Q_OBJECT
 
+private:
+    static QString tokenWith(unsigned counter)
+    {
+        return QStringLiteral("%1_%2").arg(QCoreApplication::applicationPid()).arg(counter);
+    }
+
 private Q_SLOTS:
     void tokensCountUp()
     {
-        const QString prefix = QStringLiteral("%1_").arg(QCoreApplication::applicationPid());
-        const QString first = requestToken();
-        const QString second = requestToken();
-        QVERIFY(first.startsWith(prefix));
-        QCOMPARE(second, prefix + QString::number(first.mid(prefix.size()).toUInt() + 1));
+        // The first of this process: this function comes before the others.
+        QCOMPARE(requestToken(), tokenWith(1));
+        QCOMPARE(requestToken(), tokenWith(2));
     }
 
     void everyAnswerComesToItsCaller()
@@ -30,6 +34,7 @@ private Q_SLOTS:
         constexpr int callCount = 20;
         const FaultFolder folder(
             {QStringLiteral("serve"), QStringLiteral("echo"), QStringLiteral("await")});
+        const unsigned before = requestToken().section(QLatin1Char('_'), 1).toUInt();
         std::vector<RepairResponse> responses(callCount);
         std::atomic<int> waiting{callCount};
         std::vector<std::thread> threads;
@@ -55,7 +60,11 @@ private Q_SLOTS:
             QCOMPARE(sent.value(QStringLiteral("method")).toInt(), 1000 + i);
             tokens.insert(response.object.value(QStringLiteral("token")).toString());
         }
-        QCOMPARE(tokens.size(), callCount);
+        // The counters follow one another without a gap.
+        QStringList expected;
+        for (unsigned i = 1; i <= callCount; ++i)
+            expected.append(tokenWith(before + i));
+        QCOMPARE(tokens, QSet<QString>(expected.begin(), expected.end()));
         // One process for each call, each started with a token of its own.
         QCOMPARE(folder.startCount(), callCount);
         for (const QString &token : tokens)

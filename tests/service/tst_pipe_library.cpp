@@ -65,6 +65,20 @@ private:
     }
 
 private Q_SLOTS:
+    void entryPointsAreCalledAsTheyWantIt()
+    {
+        PipeLibrary library(inTestFolder(QStringLiteral("recording.dll")));
+        auto pipe = record();
+        QCOMPARE(library.init(pipe), 0);
+        QCOMPARE(library.connect(pipe), 0);
+        char buffer[7] = {};
+        // The handle is the record's own; the flag is 1 to write and 0 to read.
+        QCOMPARE(library.write(pipe, buffer, 7), 1007);
+        QCOMPARE(library.read(pipe, buffer, 7), 7);
+        library.close(pipe);
+        QCOMPARE(library.connect(pipe), -1);
+    }
+
     void notLoadable()
     {
         PipeLibrary library(inTestFolder(QStringLiteral("no such library.dll")));
@@ -175,6 +189,7 @@ private Q_SLOTS:
                             app.folder() + QStringLiteral("/TarnCommunicationSDK.dll")));
         QCOMPARE(app.run(arguments), 0);
         QVERIFY2(app.standardOutput.contains("\"ok\":true"), app.standardOutput.constData());
+        QCOMPARE(app.standardError, QByteArray());
     }
 };
 

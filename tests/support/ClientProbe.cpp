@@ -2,6 +2,8 @@
 // defaults and its search for the pipe library all start from that folder.
 //
 //   write-before-init        one line, then init, then one more
+//   write-around-obstacle    a line while a folder stands in the log file's place, then, without
+//                            it, one more
 //   messages                 messages of Qt's of every kind, through the handler
 //   write-threads N M        M lines from each of N threads
 //   call OPERATION JSON      one call of RepairClient; prints the response as JSON
@@ -14,6 +16,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QDir>
 #include <QJsonDocument>
 
 #include <cstdio>
@@ -27,6 +30,15 @@ void writeBeforeInit()
     LOG_INFO(QStringLiteral("early %1"), 1);
     QtLog::init();
     LOG_WARN(QStringLiteral("late %1"), 2);
+}
+
+void writeAroundObstacle()
+{
+    const QString path =
+        QCoreApplication::applicationDirPath() + QStringLiteral("/Logs/Korvane.log");
+    LOG_INFO(QStringLiteral("%1"), QStringLiteral("before"));
+    QDir().rmdir(path);
+    LOG_INFO(QStringLiteral("%1"), QStringLiteral("after"));
 }
 
 void writeMessages()
@@ -108,6 +120,8 @@ int main(int argc, char *argv[])
     const QString command = arguments.value(1);
     if (command == QStringLiteral("write-before-init"))
         writeBeforeInit();
+    else if (command == QStringLiteral("write-around-obstacle"))
+        writeAroundObstacle();
     else if (command == QStringLiteral("messages"))
         writeMessages();
     else if (command == QStringLiteral("write-threads"))

@@ -69,6 +69,11 @@ QStringList FaultFolder::startRecord(const QString &token) const
     return lines;
 }
 
+bool FaultFolder::wasAskedToEnd(const QString &token) const
+{
+    return QFile::exists(serviceRoot() + QStringLiteral("/asked-%1.txt").arg(token));
+}
+
 int FaultFolder::startCount() const
 {
     return static_cast<int>(
@@ -105,7 +110,8 @@ QStringList FaultFolder::findLeftovers() const
                                QStringLiteral("lib")};
     const QStringList inRoot = entriesOf(serviceRoot());
     for (const QString &name : inRoot) {
-        if (!known.contains(name) && !name.startsWith(QStringLiteral("started-")))
+        if (!known.contains(name) && !name.startsWith(QStringLiteral("started-")) &&
+            !name.startsWith(QStringLiteral("asked-")))
             found.append(QStringLiteral("service file %1").arg(name));
     }
     return found;

@@ -30,6 +30,9 @@ public:
     /** What the service wrote down of its start with this token, line by line. */
     QStringList startRecord(const QString &token) const;
 
+    /** The service, obeying "noteTerminate", was asked to end. */
+    bool wasAskedToEnd(const QString &token) const;
+
     /** How many services have been started. */
     int startCount() const;
 

@@ -70,7 +70,7 @@ QList<LogLine> LogTail::lines() const
 QStringList LogTail::texts() const
 {
     // Handles are the pipe library's; which numbers it gives is its own business.
-    static const QRegularExpression handle(QStringLiteral(", id=\\d+(?=,|$)"));
+    static const QRegularExpression handle(QStringLiteral(", id=[1-9]\\d*(?=,|$)"));
     QStringList texts;
     const QList<LogLine> own = lines();
     for (const LogLine &line : own) {

@@ -2,7 +2,9 @@
 
 #include "service/PipeLibrary.h"
 
+#include <algorithm>
 #include <optional>
+#include <vector>
 
 /** The real pipe library, made to fail on command. For one call at a time. */
 class ScriptedPipes final : public PipeOperations
@@ -21,8 +23,11 @@ public:
     int connects = 0;
     int reads = 0;
     int closes = 0;
-    /** Connections that were made. */
+    /** Connections that were made, and the records that they were made with. */
     int connected = 0;
+    std::vector<CommunicationCommonField_t> records;
+    /** Every read was given a clean buffer of the full size. */
+    bool buffersAreClean = true;
 
     std::int32_t init(CommunicationCommonField_t &record) override
     {
@@ -34,7 +39,10 @@ public:
         if (++connects <= failingConnects)
             return failureCode;
         const std::int32_t code = PipeLibrary::instance().connect(record);
-        connected += code == 0 ? 1 : 0;
+        if (code == 0) {
+            ++connected;
+            records.push_back(record);
+        }
         return code;
     }
 
@@ -48,6 +56,8 @@ public:
                       std::uint32_t capacity) override
     {
         ++reads;
+        buffersAreClean = buffersAreClean && capacity == 262143 &&
+                          std::all_of(buffer, buffer + capacity + 1, [](char c) { return c == 0; });
         return readResult ? *readResult : PipeLibrary::instance().read(record, buffer, capacity);
     }
 

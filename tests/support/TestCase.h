@@ -6,7 +6,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-/** Base of all tests: a message of Qt's that a test does not expect fails it. */
+/** Base of all tests: a warning, of Qt's or a test's own, fails the test. */
 class TestCase : public QObject
 {
     Q_OBJECT
