@@ -5,7 +5,6 @@
 #include "engine/service/ServiceConfig.h"
 #include "engine/service/Session.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>

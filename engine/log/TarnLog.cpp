@@ -1,5 +1,7 @@
 #include "engine/log/TarnLog.h"
 
+#include "engine/Utf8Path.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -35,11 +37,6 @@ Log &log()
 {
     static auto *instance = new Log;
     return *instance;
-}
-
-fs::path pathFromUtf8(const std::string &utf8)
-{
-    return fs::path(reinterpret_cast<const char8_t *>(utf8.c_str()));
 }
 
 std::FILE *openForAppending(const fs::path &path)
@@ -115,7 +112,8 @@ void tarn_log_write(TarnLogLevel level, const char *text)
     if (log().file == nullptr || level < log().level)
         return;
     std::string message = std::string(text).substr(0, longestText);
-    std::replace(message.begin(), message.end(), '\n', ' ');
+    std::replace_if(
+        message.begin(), message.end(), [](unsigned char c) { return c < ' '; }, ' ');
     const std::string line = timeStamp() + " [" + levelName(level) +
                              "] [pid=" + std::to_string(getpid()) + "] " + message + "\n";
     std::fwrite(line.data(), 1, line.size(), log().file);

@@ -29,6 +29,7 @@ TARN_LOG_EXPORT void tarn_log_open(const char *directory, unsigned long long lim
 /** Lines below this level are left out; at the start that is TarnLogInfo. */
 TARN_LOG_EXPORT void tarn_log_set_level(TarnLogLevel level);
 
-/** Writes one line (UTF-8). Line breaks in the text become spaces, very long texts are cut. */
+/** Writes one line (UTF-8). Line breaks and other control characters become spaces, very long texts
+ * are cut. */
 TARN_LOG_EXPORT void tarn_log_write(TarnLogLevel level, const char *text);
 }

@@ -4,28 +4,43 @@
 #include <string>
 
 /**
- * A file that is written beside its final place and moved there when it is whole, so that a
- * reader of the final name never sees half a file. Not published, it is removed.
+ * An output in the making. It has no name until it is whole and is then put in its place at once,
+ * so that a reader of the final name never sees half a file. Not published, it is gone, also when
+ * the process is killed. (On file systems that know no files without a name it has a hidden one
+ * beside its place, which a killed process leaves behind.)
  */
 class AsideFile
 {
 public:
-    /** @param finalPath UTF-8; an earlier file of that name stays until publish() */
-    explicit AsideFile(const std::string &finalPath);
+    /**
+     * @param finalPath UTF-8; an earlier file of that name stays until publish()
+     * @param inputPath UTF-8; the file that the output is made from
+     *
+     * Throws BadRequest when both are one file, OutputNotWritten when nothing can be written in
+     * that folder.
+     */
+    AsideFile(const std::string &finalPath, const std::string &inputPath);
     ~AsideFile();
     AsideFile(const AsideFile &) = delete;
     AsideFile &operator=(const AsideFile &) = delete;
 
-    /** Where to write, UTF-8: in the same folder. */
-    std::string path() const;
+    /** Where to write and to read back, UTF-8; only within this process. */
+    const std::string &path() const { return writePath; }
 
-    /** Moves the file to its place. Throws OutputNotWritten. */
+    /** Puts the file in its place. Throws OutputNotWritten. */
     void publish();
 
-    /** Removes all that is not published. For a process about to end, from any thread. */
-    static void removeAll();
+    /**
+     * Removes what is not published, for a process that is about to end, from any thread. No
+     * further file is made or published afterwards: whoever tries waits for the end.
+     */
+    static void removeAllForEnd();
 
 private:
     std::filesystem::path finalPath;
-    std::filesystem::path asidePath;
+    /** Name beside the final place, for when one is needed. */
+    std::filesystem::path hiddenPath;
+    std::string writePath;
+    int descriptor = -1;
+    bool isNamed = false;
 };

@@ -1,12 +1,12 @@
 #include "engine/media/FirstPicture.h"
 
 #include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
 #include "engine/media/AsideFile.h"
 #include "engine/media/MediaInput.h"
 #include "engine/media/Orientation.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <new>
 #include <utility>
@@ -147,8 +147,9 @@ Ffmpeg::FramePtr scalePicture(const AVFrame &source, int width, int height)
         throw EngineError(ErrorCode::NoPicture, "The video's pixels have an unknown layout.");
     sws_setColorspaceDetails(scaler.get(), colourCoefficients(source), sourceIsFullRange,
                              sws_getCoefficients(SWS_CS_ITU601), 1, 0, 1 << 16, 1 << 16);
-    sws_scale(scaler.get(), source.data, source.linesize, 0, source.height, target->data,
-              target->linesize);
+    if (sws_scale(scaler.get(), source.data, source.linesize, 0, source.height, target->data,
+                  target->linesize) != height)
+        throw EngineError(ErrorCode::NoPicture, "The video's first picture cannot be scaled.");
     return target;
 }
 
@@ -190,11 +191,10 @@ Ffmpeg::PacketPtr encodeJpeg(AVFrame &picture)
     return packet;
 }
 
-void writeWhole(const AVPacket &packet, const std::string &path)
+void writeWhole(const AVPacket &packet, const std::string &path, const std::string &videoPath)
 {
-    AsideFile aside(path);
-    const std::filesystem::path asidePath(reinterpret_cast<const char8_t *>(aside.path().c_str()));
-    std::ofstream file(asidePath, std::ios::binary | std::ios::trunc);
+    AsideFile aside(path, videoPath);
+    std::ofstream file(pathFromUtf8(aside.path()), std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char *>(packet.data), packet.size);
     file.close();
     if (!file)
@@ -223,5 +223,5 @@ void writeFirstPicture(const std::string &videoPath, const std::string &photoPat
     Ffmpeg::FramePtr picture =
         scalePicture(*frame, std::max(frame->width / scale, 1), std::max(frame->height / scale, 1));
     picture = turnPicture(search->orientation(*frame), std::move(picture));
-    writeWhole(*encodeJpeg(*picture), photoPath);
+    writeWhole(*encodeJpeg(*picture), photoPath, videoPath);
 }

@@ -1,9 +1,11 @@
 #include "engine/media/MediaInput.h"
 
 #include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
 
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 
 namespace {
 
@@ -15,15 +17,21 @@ constexpr const char *containers =
     "rm,swf,gxf,wtv,nut,ogg,ivf,dv,h264,hevc,m4v,mjpeg,mjpeg_2000,obu,av1,vc1,aac,mp3,wav,ac3,flac";
 
 // After this many errors in a row without a packet in between, nothing more is to come.
-constexpr int mostErrors = 256;
+constexpr int mostErrors = 4096;
 
 void requireReadable(const std::string &path)
 {
     namespace fs = std::filesystem;
-    const fs::path file(reinterpret_cast<const char8_t *>(path.c_str()));
+    const fs::path file = pathFromUtf8(path);
     std::error_code error;
     if (!fs::is_regular_file(file, error) || !std::ifstream(file, std::ios::binary))
         throw EngineError(ErrorCode::FileNotReadable, "The file cannot be opened: " + path);
+}
+
+/** Packets are found by an index: one that cannot be read says nothing of the next. */
+bool hasIndex(const AVFormatContext &input)
+{
+    return std::string_view(input.iformat->name).starts_with("mov,");
 }
 
 } // namespace
@@ -52,10 +60,22 @@ bool MediaInput::read(AVPacket &packet)
         const int result = av_read_frame(input.get(), &packet);
         if (result >= 0)
             return true;
-        if (result == AVERROR_EOF || (input->pb != nullptr && input->pb->eof_reached != 0))
+        atEnd = result == AVERROR_EOF;
+        if (atEnd && !hasIndex(*input))
             return false;
     }
     return false;
+}
+
+bool MediaInput::statesPacketSizes() const
+{
+    // Those whose clock may start anew are streams of marks: transport and program streams.
+    return (input->iformat->flags & AVFMT_TS_DISCONT) == 0;
+}
+
+bool MediaInput::isIncomplete(const AVPacket &packet) const
+{
+    return statesPacketSizes() && (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
 }
 
 const AVStream *MediaInput::videoStream() const

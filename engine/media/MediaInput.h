@@ -25,9 +25,22 @@ public:
      */
     bool read(AVPacket &packet);
 
+    /** The last read() found the end, not an error that it could not get over. */
+    bool isAtEnd() const { return atEnd; }
+
+    /**
+     * The container states the size of each packet. Where it does not, packets are found by
+     * parsing what stands between marks.
+     */
+    bool statesPacketSizes() const;
+
+    /** A part of the packet is missing. Can be told only where sizes are stated. */
+    bool isIncomplete(const AVPacket &packet) const;
+
     /** The stream that a person would call the video: cover pictures come last. Null for none. */
     const AVStream *videoStream() const;
 
 private:
     Ffmpeg::InputPtr input;
+    bool atEnd = false;
 };

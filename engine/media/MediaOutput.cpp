@@ -1,20 +1,47 @@
 #include "engine/media/MediaOutput.h"
 
 #include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
 #include "engine/log/LogLine.h"
 
+#include <cctype>
 #include <cstring>
-#include <filesystem>
 #include <new>
 
 namespace {
 
+// Size of a transport stream's packet with its arrival time before it.
+constexpr std::int64_t timedPacketSize = 192;
+
 std::string lowerSuffix(const std::string &path)
 {
-    std::string suffix = std::filesystem::path(path).extension().string();
+    std::string suffix = utf8FromPath(pathFromUtf8(path).extension());
     for (char &c : suffix)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return suffix;
+}
+
+bool isPictureOrSound(const AVCodecParameters &parameters)
+{
+    return parameters.codec_type == AVMEDIA_TYPE_VIDEO ||
+           parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+}
+
+bool canTake(const AVOutputFormat &format, const AVCodecParameters &parameters)
+{
+    return parameters.codec_id != AV_CODEC_ID_NONE &&
+           avformat_query_codec(&format, parameters.codec_id, FF_COMPLIANCE_EXPERIMENTAL) != 0;
+}
+
+bool canTakePicturesAndSound(const AVFormatContext &input, const std::string &writer)
+{
+    const AVOutputFormat *format = av_guess_format(writer.c_str(), nullptr, nullptr);
+    for (unsigned i = 0; format != nullptr && i < input.nb_streams; ++i) {
+        const AVCodecParameters &parameters = *input.streams[i]->codecpar;
+        if (isPictureOrSound(parameters) && !canTake(*format, parameters))
+            return false;
+    }
+    return format != nullptr;
 }
 
 /** MP4 and its relatives: the brand in the file decides, the suffix where there is none. */
@@ -24,15 +51,10 @@ std::string isoWriter(const AVFormatContext &input, const std::string &outputPat
     const std::string brand = tag != nullptr ? tag->value : "";
     if (brand.starts_with("qt") || (brand.empty() && lowerSuffix(outputPath) == ".mov"))
         return "mov";
-    if (brand.starts_with("3gp"))
-        return "3gp";
-    return brand.starts_with("3g2") ? "3g2" : "mp4";
-}
-
-bool canTake(const AVOutputFormat &format, const AVCodecParameters &parameters)
-{
-    return parameters.codec_id != AV_CODEC_ID_NONE &&
-           avformat_query_codec(&format, parameters.codec_id, FF_COMPLIANCE_EXPERIMENTAL) != 0;
+    std::string writer = "mp4";
+    if (brand.starts_with("3gp") || brand.starts_with("3g2"))
+        writer = brand.substr(0, 3);
+    return canTakePicturesAndSound(input, writer) ? writer : "mov";
 }
 
 /** The codec's four-letter code where the container knows it; else the writer chooses its own. */
@@ -82,10 +104,33 @@ void copyChapters(const AVFormatContext &source, AVFormatContext &target)
     }
 }
 
-EngineError notWritten(int code, const std::string &path)
+/** Size of a transport stream's packets in its file; 0 for other containers. */
+std::int64_t transportPacketSize(const AVFormatContext &input)
+{
+    std::int64_t size = 0;
+    // Only readers with a class of options may be asked for one.
+    if (input.iformat->priv_class != nullptr)
+        av_opt_get_int(input.priv_data, "ts_packetsize", 0, &size);
+    return size;
+}
+
+EngineError notWritten(int code)
 {
     return {ErrorCode::OutputNotWritten,
-            "The output cannot be written (" + Ffmpeg::errorText(code) + "): " + path};
+            "The output cannot be written (" + Ffmpeg::errorText(code) + ")."};
+}
+
+TimestampMender::Stream menderSettings(const AVStream &stream)
+{
+    const AVCodecParameters &parameters = *stream.codecpar;
+    TimestampMender::Stream settings;
+    settings.reorderDelay = parameters.video_delay;
+    if (stream.avg_frame_rate.num > 0)
+        settings.packetDuration =
+            av_rescale_q(1, av_inv_q(stream.avg_frame_rate), stream.time_base);
+    settings.mayRepeat =
+        parameters.codec_type != AVMEDIA_TYPE_VIDEO && parameters.codec_type != AVMEDIA_TYPE_AUDIO;
+    return settings;
 }
 
 std::optional<std::int64_t> knownStamp(std::int64_t stamp)
@@ -107,6 +152,10 @@ std::optional<std::string> writerFor(const AVFormatContext &input, const std::st
         writer = "vob";
     else if (writer == "mpegvideo")
         writer = "mpeg2video";
+    else if (writer == "live_flv")
+        writer = "flv";
+    else if (writer == "aac")
+        writer = "adts";
     if (av_guess_format(writer.c_str(), nullptr, nullptr) == nullptr)
         return std::nullopt;
     return writer;
@@ -124,7 +173,7 @@ MediaOutput::MediaOutput(const MediaInput &input, const std::string &outputPath,
         throw EngineError(ErrorCode::ContainerNotWritable,
                           "None of the file's streams can be written to its container.");
     if (result < 0)
-        throw notWritten(result, path);
+        throw notWritten(result);
 }
 
 MediaOutput::~MediaOutput()
@@ -142,18 +191,35 @@ int MediaOutput::open(const AVFormatContext &source, Streams streams)
     int result = addStreams(source, streams);
     if (result >= 0)
         result = avio_open(&output->pb, output->url, AVIO_FLAG_WRITE);
-    if (result >= 0) {
-        av_dict_copy(&output->metadata, source.metadata, 0);
-        copyChapters(source, *output);
-        AVDictionary *options = nullptr;
-        // MP4: keeps maker and model, which the writer otherwise drops.
-        av_dict_set(&options, "movflags", "use_metadata_tags", 0);
-        result = avformat_write_header(output, &options);
-        av_dict_free(&options);
-    }
+    if (result >= 0)
+        result = writeHeader(source);
     if (result < 0)
         close();
     return result;
+}
+
+int MediaOutput::writeHeader(const AVFormatContext &source)
+{
+    av_dict_copy(&output->metadata, source.metadata, 0);
+    copyChapters(source, *output);
+    AVDictionary *options = nullptr;
+    // MP4: keeps maker and model, which the writer otherwise drops.
+    av_dict_set(&options, "movflags", "use_metadata_tags", 0);
+    // Transport streams of discs and cameras carry four more bytes before each packet.
+    if (transportPacketSize(source) == timedPacketSize)
+        av_dict_set(&options, "mpegts_m2ts_mode", "1", 0);
+    const int result = avformat_write_header(output, &options);
+    av_dict_free(&options);
+    if (result < 0)
+        return result;
+
+    // The writer chooses the time bases with its header.
+    menders.clear();
+    for (unsigned i = 0; i < output->nb_streams; ++i)
+        menders.emplace_back(menderSettings(*output->streams[i]));
+    if ((source.iformat->flags & AVFMT_TS_DISCONT) != 0)
+        clock.emplace();
+    return 0;
 }
 
 int MediaOutput::addStreams(const AVFormatContext &source, Streams streams)
@@ -162,10 +228,8 @@ int MediaOutput::addStreams(const AVFormatContext &source, Streams streams)
     sourceTimeBases.clear();
     for (unsigned i = 0; i < source.nb_streams; ++i) {
         const AVCodecParameters &parameters = *source.streams[i]->codecpar;
-        const bool pictureOrSound = parameters.codec_type == AVMEDIA_TYPE_VIDEO ||
-                                    parameters.codec_type == AVMEDIA_TYPE_AUDIO;
         if (!canTake(*output->oformat, parameters) ||
-            (streams == Streams::PictureAndSound && !pictureOrSound)) {
+            (streams == Streams::PictureAndSound && !isPictureOrSound(parameters))) {
             logLine(TarnLogWarn, "stream " + std::to_string(i) + " left out");
             continue;
         }
@@ -178,8 +242,6 @@ int MediaOutput::addStreams(const AVFormatContext &source, Streams streams)
         streamMap[i] = target->index;
         sourceTimeBases.push_back(source.streams[i]->time_base);
     }
-    menders.assign(sourceTimeBases.size(), TimestampMender());
-    counts.assign(sourceTimeBases.size(), 0);
     return sourceTimeBases.empty() ? AVERROR_STREAM_NOT_FOUND : 0;
 }
 
@@ -189,21 +251,45 @@ bool MediaOutput::takes(int inputStream) const
     return index < streamMap.size() && streamMap[index] >= 0;
 }
 
-void MediaOutput::write(AVPacket &packet)
+void MediaOutput::mendTimes(AVPacket &packet, std::size_t index)
 {
-    const int target = streamMap[static_cast<std::size_t>(packet.stream_index)];
-    const auto index = static_cast<std::size_t>(target);
+    constexpr AVRational microseconds = {1, AV_TIME_BASE};
+    const std::int64_t known = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+    if (clock && known != AV_NOPTS_VALUE) {
+        const AVRational base = sourceTimeBases[index];
+        const std::int64_t offset =
+            av_rescale_q(clock->offsetFor(index, av_rescale_q(known, base, microseconds),
+                                          av_rescale_q(packet.duration, base, microseconds)),
+                         microseconds, base);
+        packet.pts += packet.pts != AV_NOPTS_VALUE ? offset : 0;
+        packet.dts += packet.dts != AV_NOPTS_VALUE ? offset : 0;
+    }
+    // In the output's own units: times that differ in finer ones may be equal in these.
+    av_packet_rescale_ts(&packet, sourceTimeBases[index],
+                         output->streams[packet.stream_index]->time_base);
     const auto stamps = menders[index].mend(
         {.presentation = knownStamp(packet.pts), .decode = knownStamp(packet.dts)},
         packet.duration);
     packet.pts = stamps.presentation.value_or(AV_NOPTS_VALUE);
     packet.dts = stamps.decode.value_or(AV_NOPTS_VALUE);
-    packet.stream_index = target;
+}
+
+bool MediaOutput::write(AVPacket &packet)
+{
+    packet.stream_index = streamMap[static_cast<std::size_t>(packet.stream_index)];
     packet.pos = -1;
-    av_packet_rescale_ts(&packet, sourceTimeBases[index], output->streams[target]->time_base);
-    if (const int result = av_interleaved_write_frame(output, &packet); result < 0)
-        throw notWritten(result, path);
-    ++counts[index];
+    mendTimes(packet, static_cast<std::size_t>(packet.stream_index));
+    const int kind = output->streams[packet.stream_index]->codecpar->codec_type;
+    const std::int64_t size = packet.size;
+    const int result = av_interleaved_write_frame(output, &packet);
+    if (output->pb->error < 0)
+        throw notWritten(output->pb->error);
+    if (result == AVERROR(ENOMEM))
+        throw std::bad_alloc();
+    if (result < 0)
+        return false;
+    bytes[kind] += size;
+    return true;
 }
 
 void MediaOutput::finish()
@@ -213,7 +299,7 @@ void MediaOutput::finish()
         result = avio_closep(&output->pb);
     close();
     if (result < 0)
-        throw notWritten(result, path);
+        throw notWritten(result);
 }
 
 void MediaOutput::close()

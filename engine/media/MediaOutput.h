@@ -1,14 +1,19 @@
 #pragma once
 
+#include "engine/media/ClockMender.h"
 #include "engine/media/Ffmpeg.h"
 #include "engine/media/MediaInput.h"
+#include "engine/media/ReadBack.h"
 #include "engine/media/TimestampMender.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
-/** Name of FFmpeg's writer for the container that `input` is in, or none when there is none. */
+/**
+ * Name of FFmpeg's writer for the container that `input` is in, or none when there is none. MP4
+ * that holds what FFmpeg writes only into its elder relative becomes that: QuickTime.
+ */
 std::optional<std::string> writerFor(const AVFormatContext &input, const std::string &outputPath);
 
 /** A new file that takes over streams, tags and chapters of an input, packet by packet. */
@@ -29,14 +34,17 @@ public:
     /** The file has a stream for this one of the input's. */
     bool takes(int inputStream) const;
 
-    /** Writes a packet of the input, its time stamps mended. Throws OutputNotWritten. */
-    void write(AVPacket &packet);
+    /**
+     * Writes a packet of a stream that the file takes, its time stamps mended. Returns false when
+     * the container cannot hold this packet. Throws OutputNotWritten.
+     */
+    bool write(AVPacket &packet);
 
     /** Writes what remains and closes the file. Throws OutputNotWritten. */
     void finish();
 
-    /** Packets written so far, by stream of the output. */
-    const std::vector<std::int64_t> &packetCounts() const { return counts; }
+    /** What has been written so far. */
+    const PacketBytes &written() const { return bytes; }
 
 private:
     enum class Streams { All, PictureAndSound };
@@ -44,6 +52,8 @@ private:
     /** Returns the libraries' code: negative on failure, with nothing left open. */
     int open(const AVFormatContext &source, Streams streams);
     int addStreams(const AVFormatContext &source, Streams streams);
+    int writeHeader(const AVFormatContext &source);
+    void mendTimes(AVPacket &packet, std::size_t index);
     void close();
 
     std::string path;
@@ -54,5 +64,7 @@ private:
     /** By index in the output. */
     std::vector<AVRational> sourceTimeBases;
     std::vector<TimestampMender> menders;
-    std::vector<std::int64_t> counts;
+    /** Only for containers whose clock may be set anew. */
+    std::optional<ClockMender> clock;
+    PacketBytes bytes;
 };

@@ -2,17 +2,23 @@
 
 #include <algorithm>
 
+std::int64_t TimestampMender::firstDecode(const Stamps &stamps) const
+{
+    // Readers that know only when pictures are shown cannot tell when the first are decoded: as
+    // many packets earlier as the stream reorders.
+    return stamps.presentation.value_or(0) - stream.reorderDelay * stream.packetDuration;
+}
+
 TimestampMender::Stamps TimestampMender::mend(Stamps stamps, std::int64_t duration)
 {
-    if (!stamps.decode) {
+    if (!stamps.decode)
         stamps.decode = lastDecode ? *lastDecode + std::max<std::int64_t>(lastDuration, 1)
-                                   : stamps.presentation.value_or(0);
-    }
-    if (lastDecode && *stamps.decode <= *lastDecode)
-        stamps.decode = *lastDecode + 1;
+                                   : firstDecode(stamps);
+    if (lastDecode && *stamps.decode < *lastDecode + (stream.mayRepeat ? 0 : 1))
+        stamps.decode = *lastDecode + (stream.mayRepeat ? 0 : 1);
     if (stamps.presentation && *stamps.presentation < *stamps.decode)
         stamps.presentation = stamps.decode;
     lastDecode = stamps.decode;
-    lastDuration = duration;
+    lastDuration = duration > 0 ? duration : stream.packetDuration;
     return stamps;
 }

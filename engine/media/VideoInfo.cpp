@@ -4,6 +4,9 @@
 
 namespace {
 
+// A tag of a damaged file may be of any length; a maker's name is not.
+constexpr std::size_t longestTag = 256;
+
 std::string codecName(AVCodecID codec)
 {
     switch (codec) {
@@ -48,7 +51,7 @@ std::optional<std::string> firstTag(const AVFormatContext &file, const AVStream 
         for (const char *name : names) {
             const AVDictionaryEntry *tag = av_dict_get(tags, name, nullptr, 0);
             if (tag != nullptr && *tag->value != '\0')
-                return tag->value;
+                return std::string(tag->value).substr(0, longestTag);
         }
     }
     return std::nullopt;

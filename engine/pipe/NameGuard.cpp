@@ -23,7 +23,7 @@ constexpr int probeIntervalMs = 5;
                                 const sockaddr_un &address)
 {
     // It has to be there when all others of its group are told to go.
-    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGALRM})
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM})
         std::signal(number, SIG_IGN);
     // The parent's standard streams among them: whoever reads those waits for their end.
     const auto first = static_cast<unsigned>(lifeline);

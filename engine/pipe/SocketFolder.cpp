@@ -36,6 +36,12 @@ int probe(const sockaddr_un &address)
     return result == 0 ? 0 : errno;
 }
 
+bool isSocket(int folder, const char *name)
+{
+    struct stat info = {};
+    return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISSOCK(info.st_mode);
+}
+
 FileDescriptor openFolder(const std::string &path)
 {
     // NOFOLLOW: in a folder that others may write to, a link could lead anywhere.
@@ -121,7 +127,7 @@ void SocketFolder::removeStaleNames() const
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(fdopendir(listing), closedir);
     while (const dirent *entry = readdir(directory.get())) {
         const std::string name = entry->d_name;
-        if (name.front() != '.' && isStale(address(name)))
+        if (isSocket(folder.get(), name.c_str()) && isStale(address(name)))
             removeName(name.c_str());
     }
 }

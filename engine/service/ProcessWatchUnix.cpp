@@ -16,6 +16,10 @@ extern "C" {
 
 namespace {
 
+// Where the system gives no descriptor for the client's process, its end is looked for this often.
+constexpr int parentCheckMs = 500;
+
+pid_t client = -1;
 int clientDescriptor = -1;
 int signalDescriptor = -1;
 
@@ -29,7 +33,8 @@ void ProcessWatch::prepare()
         sigaddset(&signals, number);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signalDescriptor = signalfd(-1, &signals, SFD_CLOEXEC);
-    clientDescriptor = pidfd_open(getppid(), 0);
+    client = getppid();
+    clientDescriptor = pidfd_open(client, 0);
 }
 
 const char *ProcessWatch::waitForEnd()
@@ -37,7 +42,11 @@ const char *ProcessWatch::waitForEnd()
     std::array<pollfd, 2> entries = {
         pollfd{.fd = signalDescriptor, .events = POLLIN, .revents = 0},
         pollfd{.fd = clientDescriptor, .events = POLLIN, .revents = 0}};
-    while (poll(entries.data(), entries.size(), -1) < 0 && errno == EINTR) {
+    while (getppid() == client) {
+        const int count =
+            poll(entries.data(), entries.size(), clientDescriptor >= 0 ? -1 : parentCheckMs);
+        if (count > 0)
+            break;
     }
     return entries[0].revents != 0 ? "asked to end" : "the client has ended";
 }

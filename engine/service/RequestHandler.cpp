@@ -45,9 +45,13 @@ Json answerFirstPicture(const Request &request)
 Json answerQuickRepair(const Request &request)
 {
     const RepairReport report = quickRepair(request.video, request.outFilePath);
-    return {{"message", "The video has been repaired: " + std::to_string(report.kept) +
-                            " packets kept, " + std::to_string(report.dropped) +
-                            " incomplete ones left out."}};
+    std::string message = "The video has been repaired: " + std::to_string(report.kept) +
+                          " packets kept, " + std::to_string(report.dropped) +
+                          " unusable ones left out.";
+    if (report.streamsLeftOut > 0)
+        message += " Streams that its container cannot hold, and that are missing now: " +
+                   std::to_string(report.streamsLeftOut) + ".";
+    return {{"message", message}};
 }
 
 Json answerTo(const Request &request)
@@ -63,7 +67,8 @@ Json answerTo(const Request &request)
         break;
     }
     throw EngineError(ErrorCode::NotAvailable,
-                      "Advanced repair with a sample is not available in this service.");
+                      "Advanced repair with a sample is not available in this service. Try quick "
+                      "repair.");
 }
 
 Json failure(ErrorCode code, const std::string &sentence)

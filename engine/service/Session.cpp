@@ -61,9 +61,11 @@ void Session::run()
         end(ExitCode::Abandoned);
     std::thread([this] { watchClientPipe(); }).detach();
     logLine(TarnLogInfo, "request " + line);
-    writeAnswer(handleRequest(line));
+    const std::string answer = handleRequest(line);
 
+    // From here on the client may take the answer and leave at any moment.
     phase = Phase::Answered;
+    writeAnswer(answer);
     // The thread that waits for the client to hang up ends the process.
     for (;;)
         std::this_thread::sleep_for(std::chrono::hours(1));
@@ -115,7 +117,7 @@ bool Session::readRequest(std::string &line)
         if (size < 0 || tarn_comm_wait(&id, sliceMs) == CommunicationPeerGone)
             break;
     }
-    logLine(TarnLogWarn, "the client left without a request");
+    logLine(TarnLogWarn, "no request has come");
     return false;
 }
 
@@ -159,7 +161,7 @@ void Session::endBecause(const char *reason)
 
 void Session::end(ExitCode code)
 {
-    AsideFile::removeAll();
+    AsideFile::removeAllForEnd();
     for (const TarnPipeRecord &pipe : {returnPipe, receivePipe}) {
         const std::int32_t id = idOf(pipe);
         close_communication_sdk(&id);

@@ -1,14 +1,20 @@
 #include "engine/EngineError.h"
 #include "engine/media/AsideFile.h"
+#include "engine/media/ClockMender.h"
+#include "engine/media/Ffmpeg.h"
 #include "engine/media/Orientation.h"
+#include "engine/media/ReadBack.h"
 #include "engine/media/TimestampMender.h"
 #include "engine/service/Request.h"
 #include "engine/service/ServiceArguments.h"
 #include "engine/service/ServiceConfig.h"
 #include "tests/support/FaultFolder.h"
+#include "tests/support/Footage.h"
 #include "tests/support/TestCase.h"
 
 #include <QDir>
+
+#include <sys/stat.h>
 
 #include <array>
 #include <vector>
@@ -24,6 +30,13 @@ std::vector<int> turned(const Orientation &orientation)
     std::array<std::uint8_t, 6> target = {};
     turnPlane(orientation, source.data(), 3, 2, 3, target.data(), orientation.swapSides ? 3 : 2);
     return {target.begin(), target.end()};
+}
+
+qsizetype filesIn(const QTemporaryDir &folder)
+{
+    return QDir(folder.path())
+        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)
+        .size();
 }
 
 ErrorCode failureOf(const char *line)
@@ -172,14 +185,25 @@ private Q_SLOTS:
 
     void missingTimesAreFilledIn()
     {
-        TimestampMender mender;
         using Stamps = TimestampMender::Stamps;
+        TimestampMender mender;
         QVERIFY(mender.mend({.presentation = 100, .decode = {}}, 40) == (Stamps{100, 100}));
         QVERIFY(mender.mend({}, 40) == (Stamps{{}, 140}));
         QVERIFY(mender.mend({}, 0) == (Stamps{{}, 180}));
         QVERIFY(mender.mend({}, 0) == (Stamps{{}, 181}));
         TimestampMender other;
         QVERIFY(other.mend({}, 0) == (Stamps{{}, 0}));
+    }
+
+    void firstDecodeTimesLeaveRoomForReordering()
+    {
+        // Two pictures' delay: the decode times of the first two are not known, those after are.
+        using Stamps = TimestampMender::Stamps;
+        TimestampMender mender({.reorderDelay = 2, .packetDuration = 40});
+        QVERIFY(mender.mend({.presentation = 0, .decode = {}}, 40) == (Stamps{0, -80}));
+        QVERIFY(mender.mend({.presentation = 160, .decode = {}}, 40) == (Stamps{160, -40}));
+        QVERIFY(mender.mend({80, 0}, 40) == (Stamps{80, 0}));
+        QVERIFY(mender.mend({40, 40}, 40) == (Stamps{40, 40}));
     }
 
     void timesNeverStandStillOrGoBack()
@@ -192,34 +216,129 @@ private Q_SLOTS:
         QVERIFY(mender.mend({500, 150}, 40) == (Stamps{500, 150}));
     }
 
+    void timesOfSubtitlesMayRepeat()
+    {
+        using Stamps = TimestampMender::Stamps;
+        TimestampMender mender({.mayRepeat = true});
+        QVERIFY(mender.mend({100, 100}, 40) == (Stamps{100, 100}));
+        QVERIFY(mender.mend({100, 100}, 40) == (Stamps{100, 100}));
+        QVERIFY(mender.mend({90, 90}, 40) == (Stamps{100, 100}));
+    }
+
+    void clockThatIsSetAnewIsCarriedOn()
+    {
+        constexpr std::int64_t second = 1'000'000;
+        ClockMender clock;
+        QCOMPARE(clock.offsetFor(0, 100 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(1, 100 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 101 * second, second), std::int64_t{0});
+        // Back to the start: picture 102 is at 0 now, and its sound with it.
+        QCOMPARE(clock.offsetFor(0, 0, second), 102 * second);
+        QCOMPARE(clock.offsetFor(1, 0, second), 102 * second);
+        QCOMPARE(clock.offsetFor(0, second, second), 102 * second);
+        // Far ahead.
+        QCOMPARE(clock.offsetFor(1, 5000 * second, second), (103 - 5000) * second);
+    }
+
+    void smallStepsAreNoJumps()
+    {
+        constexpr std::int64_t second = 1'000'000;
+        ClockMender clock;
+        QCOMPARE(clock.offsetFor(0, 0, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 9 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 2 * second, second), std::int64_t{0});
+    }
+
+    void readBackTellsWhatIsMissing()
+    {
+        const QTemporaryDir folder;
+        const QString video = folder.filePath(QStringLiteral("a.mp4"));
+        Footage::make(video,
+                      {QStringLiteral("-an"), QStringLiteral("-c:v"), QStringLiteral("libx264"),
+                       QStringLiteral("-movflags"), QStringLiteral("+faststart")},
+                      1);
+        std::int64_t size = 0;
+        const QByteArray sizes =
+            Footage::run(QStringLiteral("ffprobe"),
+                         {QStringLiteral("-v"), QStringLiteral("error"),
+                          QStringLiteral("-show_entries"), QStringLiteral("packet=size"),
+                          QStringLiteral("-of"), QStringLiteral("csv=p=0"), video});
+        for (const QByteArray &row : sizes.trimmed().split('\n'))
+            size += row.split(',').first().toLongLong();
+        const std::string path = video.toStdString();
+        const auto isSound = [&path](const PacketBytes &written) {
+            try {
+                readBack(path, written);
+            } catch (const EngineError &error) {
+                return error.code() != ErrorCode::OutputNotSound;
+            }
+            return true;
+        };
+        QVERIFY(isSound({{AVMEDIA_TYPE_VIDEO, size}}));
+        QVERIFY(!isSound({{AVMEDIA_TYPE_VIDEO, size + 1}}));
+        QVERIFY(!isSound({{AVMEDIA_TYPE_VIDEO, size}, {AVMEDIA_TYPE_AUDIO, 1}}));
+        Footage::cut(video, 0.9);
+        QVERIFY(!isSound({{AVMEDIA_TYPE_VIDEO, 1}}));
+        writeFile(video, "no video");
+        QVERIFY(!isSound({{AVMEDIA_TYPE_VIDEO, 1}}));
+        QVERIFY(QFile::remove(video));
+        QVERIFY(!isSound({{AVMEDIA_TYPE_VIDEO, 1}}));
+    }
+
     void asideFileIsThereOnlyWhenPublished()
     {
         const QTemporaryDir folder;
         const QString target = folder.filePath(QStringLiteral("视频.mp4"));
         writeFile(target, "before");
         {
-            const AsideFile aside(target.toStdString());
+            const AsideFile aside(target.toStdString(), "/no/input");
             writeFile(QString::fromStdString(aside.path()), "half");
-            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
+            QCOMPARE(readFile(target), QByteArray("before"));
         }
-        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(filesIn(folder), 1);
         QCOMPARE(readFile(target), QByteArray("before"));
         {
-            AsideFile aside(target.toStdString());
+            AsideFile aside(target.toStdString(), "/no/input");
             writeFile(QString::fromStdString(aside.path()), "whole");
+            QCOMPARE(readFile(QString::fromStdString(aside.path())), QByteArray("whole"));
             aside.publish();
         }
-        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(filesIn(folder), 1);
         QCOMPARE(readFile(target), QByteArray("whole"));
     }
 
-    void asideFilesAreRemovedTogether()
+    void asideFileOfAPlainNewName()
     {
         const QTemporaryDir folder;
-        const AsideFile aside(folder.filePath(QStringLiteral("a")).toStdString());
-        writeFile(QString::fromStdString(aside.path()), "half");
-        AsideFile::removeAll();
-        QVERIFY(QDir(folder.path()).isEmpty());
+        const QString target = folder.filePath(QStringLiteral("new"));
+        AsideFile aside(target.toStdString(), "/no/input");
+        aside.publish();
+        QVERIFY(QFileInfo(target).isFile());
+        // As any file that a program makes: what the user's mask leaves of read and write.
+        const mode_t mask = umask(0);
+        umask(mask);
+        struct stat info = {};
+        QCOMPARE(stat(target.toUtf8().constData(), &info), 0);
+        QCOMPARE(info.st_mode & 0777U, 0666U & ~mask);
+    }
+
+    void asideFileNeverReplacesItsInput()
+    {
+        const QTemporaryDir folder;
+        const QString input = folder.filePath(QStringLiteral("input"));
+        const QString link = folder.filePath(QStringLiteral("link"));
+        writeFile(input, "precious");
+        QVERIFY(QFile::link(input, link));
+        for (const QString &output : {input, link}) {
+            ErrorCode code = ErrorCode::None;
+            try {
+                const AsideFile aside(output.toStdString(), input.toStdString());
+            } catch (const EngineError &error) {
+                code = error.code();
+            }
+            QCOMPARE(code, ErrorCode::BadRequest);
+        }
+        QCOMPARE(readFile(input), QByteArray("precious"));
     }
 };
 

@@ -152,7 +152,12 @@ private Q_SLOTS:
                                       QStringLiteral("model=Model 7")});
         const QStringList video = Footage::packetHashes(place.video, QStringLiteral("v:0"));
         const QStringList audio = Footage::packetHashes(place.video, QStringLiteral("a:0"));
-        Footage::cut(place.video, 0.6);
+        const qint64 end = QFileInfo(place.video).size() * 6 / 10;
+        const int wholeVideo = Footage::packetsBefore(place.video, QStringLiteral("v:0"), end);
+        const int wholeAudio = Footage::packetsBefore(place.video, QStringLiteral("a:0"), end);
+        QVERIFY(wholeVideo > 40 && wholeVideo < video.size());
+        QVERIFY(wholeAudio > 40 && wholeAudio < audio.size());
+        QVERIFY(QFile::resize(place.video, end));
         const QByteArray before = place.videoHash();
         QVERIFY(Footage::decodeErrors(place.video).size() > 0);
 
@@ -171,13 +176,11 @@ private Q_SLOTS:
         const RepairResponse response = place.repair();
         QVERIFY2(response.ok, qPrintable(response.rawResponse));
         QCOMPARE(Footage::decodeErrors(place.output), QByteArray());
-        const QStringList keptVideo = Footage::packetHashes(place.output, QStringLiteral("v:0"));
-        const QStringList keptAudio = Footage::packetHashes(place.output, QStringLiteral("a:0"));
-        // Whole packets in their order, and none but these.
-        QVERIFY(keptVideo.size() > video.size() / 2 && keptVideo.size() < video.size());
-        QCOMPARE(keptVideo, video.mid(0, keptVideo.size()));
-        QVERIFY(keptAudio.size() > audio.size() / 2 && keptAudio.size() < audio.size());
-        QCOMPARE(keptAudio, audio.mid(0, keptAudio.size()));
+        // Every whole packet in its order, and none but these.
+        QCOMPARE(Footage::packetHashes(place.output, QStringLiteral("v:0")),
+                 video.mid(0, wholeVideo));
+        QCOMPARE(Footage::packetHashes(place.output, QStringLiteral("a:0")),
+                 audio.mid(0, wholeAudio));
         QCOMPARE(place.outputFiles(), QStringList(QStringLiteral("repaired.mp4")));
         QCOMPARE(place.videoHash(), before);
 
@@ -233,15 +236,155 @@ private Q_SLOTS:
         const RepairResponse response = place.repair();
         QVERIFY2(response.ok, qPrintable(response.rawResponse));
         QCOMPARE(Footage::decodeErrors(place.output), QByteArray());
-        for (const auto &stream : {QStringLiteral("v:0"), QStringLiteral("a:0")})
+        for (const auto &stream : {QStringLiteral("v:0"), QStringLiteral("a:0")}) {
             QCOMPARE(Footage::packetHashes(place.output, stream),
                      Footage::packetHashes(place.video, stream));
+            // A program stream need not state when each picture is shown, only when it is decoded.
+            const auto times =
+                format == QStringLiteral("mpeg") ? Footage::decodeTimes : Footage::packetTimes;
+            QCOMPARE(times(place.output, stream), times(place.video, stream));
+        }
+        if (name.endsWith(QStringLiteral(".m2ts"))) {
+            // Four bytes of arrival time stand before each packet.
+            const QByteArray bytes = readFile(place.output);
+            QVERIFY(bytes.size() > 2 * 192);
+            QCOMPARE(bytes.size() % 192, 0);
+            QCOMPARE(bytes[4], '\x47');
+            QCOMPARE(bytes[192 + 4], '\x47');
+        }
         const QByteArray outputFormat =
             Footage::run(QStringLiteral("ffprobe"),
                          {QStringLiteral("-v"), QStringLiteral("error"),
                           QStringLiteral("-show_entries"), QStringLiteral("format=format_name"),
                           QStringLiteral("-of"), QStringLiteral("csv=p=0"), place.output});
         QVERIFY2(outputFormat.contains(format.toLatin1()), outputFormat.constData());
+    }
+
+    void soundThatMp4CannotHoldIsKept()
+    {
+        // Cameras write uncompressed sound into files that they call MP4.
+        Workplace place(QStringLiteral("camera.mp4"));
+        const QString made = place.directory.filePath(QStringLiteral("made.mov"));
+        Footage::make(made, {QStringLiteral("-c:v"), QStringLiteral("libx264"),
+                             QStringLiteral("-c:a"), QStringLiteral("pcm_s16le")});
+        QByteArray bytes = readFile(made);
+        const qsizetype brand = bytes.indexOf("qt  ");
+        QVERIFY(brand > 0);
+        while (bytes.indexOf("qt  ") >= 0)
+            bytes.replace(bytes.indexOf("qt  "), 4, "mp42");
+        writeFile(place.video, bytes);
+        const RepairResponse response = place.repair();
+        QVERIFY2(response.ok, qPrintable(response.rawResponse));
+        for (const auto &stream : {QStringLiteral("v:0"), QStringLiteral("a:0")})
+            QCOMPARE(Footage::packetHashes(place.output, stream),
+                     Footage::packetHashes(made, stream));
+    }
+
+    void tracksAndTagsAreKept_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("subtitles");
+        QTest::newRow("mp4") << QStringLiteral("a.mp4") << QStringLiteral("mov_text");
+        QTest::newRow("mkv") << QStringLiteral("a.mkv") << QStringLiteral("srt");
+    }
+
+    void tracksAndTagsAreKept()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, subtitles);
+        Workplace place(name);
+        const QString plain = place.directory.filePath(QStringLiteral("plain.mp4"));
+        const QString text = place.directory.filePath(QStringLiteral("text.srt"));
+        const QString chapters = place.directory.filePath(QStringLiteral("chapters.txt"));
+        Footage::make(plain, h264Aac);
+        writeFile(text, "1\n00:00:00,500 --> 00:00:01,000\none\n\n"
+                        "2\n00:00:02,000 --> 00:00:03,000\ntwo\n");
+        writeFile(chapters, ";FFMETADATA1\ntitle=Holiday\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\n"
+                            "END=2000\ntitle=First\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=2000\n"
+                            "END=4000\ntitle=Second\n");
+        const auto option = [](const char *optionText) { return QString::fromLatin1(optionText); };
+        Footage::run(QStringLiteral("ffmpeg"), {option("-v"),
+                                                option("error"),
+                                                option("-i"),
+                                                plain,
+                                                option("-i"),
+                                                text,
+                                                option("-i"),
+                                                chapters,
+                                                option("-map"),
+                                                option("0:v"),
+                                                option("-map"),
+                                                option("0:a"),
+                                                option("-map"),
+                                                option("0:a"),
+                                                option("-map"),
+                                                option("1:s"),
+                                                option("-map_metadata"),
+                                                option("2"),
+                                                option("-c"),
+                                                option("copy"),
+                                                option("-c:s"),
+                                                subtitles,
+                                                option("-metadata:s:a:0"),
+                                                option("language=eng"),
+                                                option("-metadata:s:a:1"),
+                                                option("language=deu"),
+                                                option("-metadata:s:v:0"),
+                                                option("rotate=90"),
+                                                place.video});
+        const RepairResponse response = place.repair();
+        QVERIFY2(response.ok, qPrintable(response.rawResponse));
+        for (const QStringList &question :
+             {QStringList{option("-show_entries"),
+                          option("stream=codec_type,codec_name:stream_tags=language")},
+              QStringList{option("-show_entries"), option("stream_side_data=rotation")},
+              QStringList{option("-show_entries"), option("format_tags=title")},
+              QStringList{option("-show_chapters")}})
+            QCOMPARE(Footage::probe(place.output, question), Footage::probe(place.video, question));
+        for (const auto &stream : {option("a:0"), option("a:1"), option("s:0")}) {
+            QCOMPARE(Footage::packetHashes(place.output, stream),
+                     Footage::packetHashes(place.video, stream));
+            QCOMPARE(Footage::packetTimes(place.output, stream),
+                     Footage::packetTimes(place.video, stream));
+        }
+    }
+
+    void clockSetAnewInTheMiddle()
+    {
+        // Two recordings of four seconds in one transport stream, the second a day later.
+        Workplace place(QStringLiteral("a.ts"));
+        const QString later = place.directory.filePath(QStringLiteral("later.ts"));
+        Footage::make(place.video, h264Aac);
+        Footage::make(later, h264Aac + QStringList{QStringLiteral("-output_ts_offset"),
+                                                   QStringLiteral("20000")});
+        writeFile(place.video, readFile(place.video) + readFile(later));
+        const RepairResponse response = place.repair();
+        QVERIFY2(response.ok, qPrintable(response.rawResponse));
+        for (const auto &stream : {QStringLiteral("v:0"), QStringLiteral("a:0")}) {
+            const QStringList times = Footage::packetTimes(place.output, stream);
+            const int last = times.last().section(QLatin1Char(','), 0, 0).toInt();
+            QVERIFY2(last > 7800 && last < 8200, qPrintable(times.last()));
+        }
+    }
+
+    void sampleBeyondTheEndCostsOnlyItself()
+    {
+        // The place of the first sound chunk is said to lie far outside.
+        Workplace place(QStringLiteral("a.mp4"));
+        Footage::make(place.video, h264Aac + faststart);
+        const QStringList video = Footage::packetHashes(place.video, QStringLiteral("v:0"));
+        const QStringList audio = Footage::packetHashes(place.video, QStringLiteral("a:0"));
+        QByteArray bytes = readFile(place.video);
+        const qsizetype table = bytes.lastIndexOf("stco");
+        QVERIFY(table > 0);
+        bytes.replace(table + 12, 4, QByteArray("\x7f\xff\xff\x00", 4));
+        writeFile(place.video, bytes);
+        const RepairResponse response = place.repair();
+        QVERIFY2(response.ok, qPrintable(response.rawResponse));
+        QCOMPARE(Footage::packetHashes(place.output, QStringLiteral("v:0")), video);
+        const QStringList kept = Footage::packetHashes(place.output, QStringLiteral("a:0"));
+        QVERIFY(kept.size() < audio.size() && kept.size() > audio.size() - 10);
+        QCOMPARE(kept, audio.mid(audio.size() - kept.size()));
     }
 
     void cutFilesOfStreamingContainers_data()
@@ -481,6 +624,40 @@ private Q_SLOTS:
         place.output = place.video;
         compareError(place.repair(), -10);
         QCOMPARE(place.videoHash(), before);
+    }
+
+    void pictureOverTheVideo()
+    {
+        Workplace place(QStringLiteral("a.mp4"));
+        Footage::make(place.video, h264Aac, 1);
+        const QByteArray before = place.videoHash();
+        place.photo = place.video;
+        compareError(place.picture(2), -10);
+        QCOMPARE(place.videoHash(), before);
+    }
+
+    void pictureThatCannotBeDecoded()
+    {
+        Workplace place(QStringLiteral("a.mp4"));
+        Footage::make(place.video, h264Aac + faststart, 1);
+        QByteArray bytes = readFile(place.video);
+        const qsizetype media = bytes.indexOf("mdat") + 4;
+        bytes.replace(media, bytes.size() - media, QByteArray(bytes.size() - media, '\0'));
+        writeFile(place.video, bytes);
+        compareError(place.picture(2), -22);
+        QVERIFY(!QFileInfo::exists(place.photo));
+    }
+
+    void veryLongTagIsCut()
+    {
+        Workplace place(QStringLiteral("a.mkv"));
+        Footage::make(place.video,
+                      h264Aac +
+                          QStringList{QStringLiteral("-metadata"),
+                                      QStringLiteral("make=") + QString(100000, QLatin1Char('m'))},
+                      1);
+        QCOMPARE(place.info().value(QStringLiteral("make")).toString(),
+                 QString(256, QLatin1Char('m')));
     }
 
     void outputThatCannotBeWritten()

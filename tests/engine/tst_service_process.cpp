@@ -1,15 +1,11 @@
 #include "tests/support/FaultFolder.h"
+#include "tests/support/Footage.h"
 #include "tests/support/RawService.h"
 #include "tests/support/TestCase.h"
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -23,43 +19,36 @@ QByteArray line(const QJsonObject &request)
     return QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/** A video of some hundred kilobytes. */
-void makeClip(const QString &path)
-{
-    QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"),
-                 {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
-                  QStringLiteral("lavfi"), QStringLiteral("-i"),
-                  QStringLiteral("testsrc2=size=640x480:rate=25:duration=2"), path});
-    if (!ffmpeg.waitForFinished() || ffmpeg.exitCode() != 0)
-        qWarning("no clip");
-}
-
-/** A repair that comes to a halt in the middle of its work: nobody takes what it writes. */
-class HaltedRepair
+/** A repair of so much that it cannot be done at once. */
+class LongRepair
 {
 public:
-    explicit HaltedRepair(RawService &rawService) : service(rawService)
+    explicit LongRepair(RawService &rawService) : service(rawService)
     {
+        constexpr qsizetype fullSize = 300 << 20;
+        const QString clip = service.root.filePath(QStringLiteral("clip.ts"));
+        Footage::make(clip, {QStringLiteral("-c:v"), QStringLiteral("mpeg2video"),
+                             QStringLiteral("-b:v"), QStringLiteral("8M"), QStringLiteral("-an")});
+        const QByteArray part = readFile(clip);
+        QFile file(clip);
+        bool isWritten = file.open(QIODevice::Append);
+        while (isWritten && file.size() < fullSize)
+            isWritten = file.write(part) == part.size();
+        if (!isWritten)
+            qWarning("no clip");
         QDir().mkpath(outputFolder());
-        makeClip(service.root.filePath(QStringLiteral("clip.avi")));
     }
 
-    ~HaltedRepair() { close(reader); }
-
-    HaltedRepair(const HaltedRepair &) = delete;
-    HaltedRepair &operator=(const HaltedRepair &) = delete;
-
-    /** Starts the service and waits until it stands in the middle of writing. */
+    /** Starts the service and waits until it is writing. */
     bool begin()
     {
-        return service.start() && placePipe() && service.connectPipes() &&
+        return service.start() && service.connectPipes() &&
                service.write(line({{QStringLiteral("method"), 0},
                                    {QStringLiteral("damagedPath"),
-                                    service.root.filePath(QStringLiteral("clip.avi"))},
+                                    service.root.filePath(QStringLiteral("clip.ts"))},
                                    {QStringLiteral("outFilePath"),
-                                    outputFolder() + QStringLiteral("/repaired.avi")}})) &&
-               QTest::qWaitFor([this] { return arrivedBytes() > 0; }, 20000);
+                                    outputFolder() + QStringLiteral("/repaired.ts")}})) &&
+               QTest::qWaitFor([this] { return isWriting(); }, 20000);
     }
 
     /** Everything in the output's folder. */
@@ -72,27 +61,20 @@ public:
 private:
     QString outputFolder() const { return service.root.filePath(QStringLiteral("out")); }
 
-    /** In place of the file aside stands a pipe; the file's name holds the process's id. */
-    bool placePipe()
+    /** The service has a file of the output's folder open that is no longer empty. */
+    bool isWriting() const
     {
-        const QByteArray path =
-            QStringLiteral("%1/.vellumix-%2.part")
-                .arg(outputFolder(), QString::number(service.process.processId()))
-                .toUtf8();
-        if (mkfifo(path.constData(), 0600) != 0)
-            return false;
-        reader = open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-        return reader >= 0;
-    }
-
-    int arrivedBytes() const
-    {
-        int count = 0;
-        return ioctl(reader, FIONREAD, &count) == 0 ? count : 0;
+        const QString folder = QStringLiteral("/proc/%1/fd/").arg(service.process.processId());
+        const QStringList descriptors = QDir(folder).entryList(QDir::Files | QDir::System);
+        for (const QString &descriptor : descriptors) {
+            const QString path = folder + descriptor;
+            if (QFile::symLinkTarget(path).startsWith(outputFolder()) && QFileInfo(path).size() > 0)
+                return true;
+        }
+        return false;
     }
 
     RawService &service;
-    int reader = -1;
 };
 
 QStringList pipeNames()
@@ -116,7 +98,7 @@ private:
         if (!service.start() || !service.connectPipes() || !service.write(requestLine))
             qWarning("no exchange");
         const QByteArray answer = service.read();
-        if (service.process.state() != QProcess::Running)
+        if (service.process.waitForFinished(100))
             qWarning("the service did not wait for its client");
         service.hangUp();
         if (service.waitForEnd() != 0)
@@ -127,41 +109,64 @@ private:
 private Q_SLOTS:
     void failures_data()
     {
-        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QJsonObject>("request");
         QTest::addColumn<int>("errCode");
         QTest::addColumn<int>("function");
-        QTest::newRow("no JSON") << QByteArray("hello\n") << -10 << -1;
-        QTest::newRow("key missing") << line({{QStringLiteral("method"), 107}}) << -10 << -1;
-        QTest::newRow("unknown method") << line({{QStringLiteral("method"), 5}}) << -11 << -1;
+        QTest::addColumn<QString>("message");
+        const auto method = QStringLiteral("method");
+        const auto video = QStringLiteral("videoPath");
+        QTest::newRow("key missing") << QJsonObject{{method, 107}} << -10 << -1
+                                     << QStringLiteral("The request lacks the text \"videoPath\".");
+        QTest::newRow("number missing")
+            << QJsonObject{{method, 101},
+                           {video, QStringLiteral("/a.mp4")},
+                           {QStringLiteral("photoPath"), QStringLiteral("/p.jpg")}}
+            << -10 << -1 << QStringLiteral("The request lacks the whole number \"scale\".");
+        QTest::newRow("scale") << QJsonObject{{method, 101},
+                                              {video, QStringLiteral("/a.mp4")},
+                                              {QStringLiteral("photoPath"),
+                                               QStringLiteral("/p.jpg")},
+                                              {QStringLiteral("scale"), 0}}
+                               << -10 << -1
+                               << QStringLiteral("The picture's scale must be at least 1.");
+        QTest::newRow("unknown method")
+            << QJsonObject{{method, 5}} << -11 << -1 << QStringLiteral("There is no method 5.");
         QTest::newRow("advanced repair")
-            << line({{QStringLiteral("method"), 1},
-                     {QStringLiteral("damagedPath"), QStringLiteral("/a.mp4")},
-                     {QStringLiteral("outFilePath"), QStringLiteral("/o.mp4")},
-                     {QStringLiteral("samplePath"), QStringLiteral("/s.mp4")}})
-            << -12 << 1;
+            << QJsonObject{{method, 1},
+                           {QStringLiteral("damagedPath"), QStringLiteral("/a.mp4")},
+                           {QStringLiteral("outFilePath"), QStringLiteral("/o.mp4")},
+                           {QStringLiteral("samplePath"), QStringLiteral("/s.mp4")}}
+            << -12 << 1
+            << QStringLiteral("Advanced repair with a sample is not available in this service. "
+                              "Try quick repair.");
         QTest::newRow("no such file")
-            << line({{QStringLiteral("method"), 107},
-                     {QStringLiteral("videoPath"), QStringLiteral("/no/such.mp4")}})
-            << -20 << 107;
-        QTest::newRow("folder") << line({{QStringLiteral("method"), 107},
-                                         {QStringLiteral("videoPath"), QStringLiteral("/")}})
-                                << -20 << 107;
-        QTest::newRow("no video") << line({{QStringLiteral("method"), 107},
-                                           {QStringLiteral("videoPath"),
-                                            QStringLiteral("/etc/passwd")}})
-                                  << -21 << 107;
+            << QJsonObject{{method, 107}, {video, QStringLiteral("/no/such.mp4")}} << -20 << 107
+            << QStringLiteral("The file cannot be opened: /no/such.mp4");
+        QTest::newRow("folder") << QJsonObject{{method, 107}, {video, QStringLiteral("/")}} << -20
+                                << 107 << QStringLiteral("The file cannot be opened: /");
+        QTest::newRow("no video")
+            << QJsonObject{{method, 107}, {video, QStringLiteral("/etc/passwd")}} << -21 << 107
+            << QStringLiteral("The file cannot be read as a video (Invalid data found when "
+                              "processing input): /etc/passwd");
     }
 
     void failures()
     {
-        QFETCH(QByteArray, request);
+        QFETCH(QJsonObject, request);
         QFETCH(int, errCode);
         QFETCH(int, function);
-        const QJsonObject answer = ask(request);
-        QCOMPARE(answer.value(QStringLiteral("err_code")), QJsonValue(errCode));
-        QCOMPARE(answer.value(QStringLiteral("function")), QJsonValue(function));
-        QVERIFY(answer.value(QStringLiteral("message")).toString().endsWith(QLatin1Char('.')) ||
-                answer.value(QStringLiteral("message")).toString().contains(QStringLiteral(": ")));
+        QFETCH(QString, message);
+        QCOMPARE(ask(line(request)), QJsonObject({{QStringLiteral("err_code"), errCode},
+                                                  {QStringLiteral("function"), function},
+                                                  {QStringLiteral("message"), message}}));
+    }
+
+    void requestThatIsNoJson()
+    {
+        QCOMPARE(ask("hello\n"), QJsonObject({{QStringLiteral("err_code"), -10},
+                                              {QStringLiteral("function"), -1},
+                                              {QStringLiteral("message"),
+                                               QStringLiteral("The request is no JSON object.")}}));
     }
 
     void wrongArguments()
@@ -221,7 +226,7 @@ private Q_SLOTS:
     void hangUpEndsTheWork()
     {
         RawService service(executable());
-        HaltedRepair repair(service);
+        LongRepair repair(service);
         QVERIFY(repair.begin());
         service.hangUp();
         QCOMPARE(service.waitForEnd(), 3);
@@ -233,10 +238,20 @@ private Q_SLOTS:
     void terminationEndsTheWork()
     {
         RawService service(executable());
-        HaltedRepair repair(service);
+        LongRepair repair(service);
         QVERIFY(repair.begin());
         service.process.terminate();
         QCOMPARE(service.waitForEnd(), 3);
+        QCOMPARE(repair.files(), QStringList());
+    }
+
+    void killedInTheMiddleOfTheWork()
+    {
+        RawService service(executable());
+        LongRepair repair(service);
+        QVERIFY(repair.begin());
+        service.process.kill();
+        QCOMPARE(service.waitForEnd(), -2);
         QCOMPARE(repair.files(), QStringList());
     }
 

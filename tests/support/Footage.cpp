@@ -44,6 +44,13 @@ QStringList probeOf(const QString &path, const QString &stream, const QString &e
 
 } // namespace
 
+QString Footage::probe(const QString &path, const QStringList &options)
+{
+    const QStringList quiet = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-of"),
+                               QStringLiteral("csv=p=0")};
+    return QString::fromUtf8(run(QStringLiteral("ffprobe"), quiet + options + QStringList(path)));
+}
+
 QByteArray Footage::run(const QString &program, const QStringList &arguments)
 {
     const Finished finished = finish(program, arguments);
@@ -87,6 +94,54 @@ QStringList Footage::packetHashes(const QString &path, const QString &stream)
     for (auto match = hash.globalMatch(output); match.hasNext();)
         hashes.append(match.next().captured());
     return hashes;
+}
+
+QStringList Footage::packetTimes(const QString &path, const QString &stream)
+{
+    const QStringList rows =
+        probe(path, {QStringLiteral("-select_streams"), stream, QStringLiteral("-show_entries"),
+                     QStringLiteral("packet=pts_time,dts_time")})
+            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList times;
+    double origin = 0;
+    for (const QString &row : rows) {
+        const QStringList fields = row.split(QLatin1Char(','));
+        bool isTime = false;
+        const double pts = fields.value(0).toDouble(&isTime);
+        if (times.isEmpty() && isTime)
+            origin = pts;
+        QStringList shown;
+        for (const QString &field : fields.mid(0, 2)) {
+            const double seconds = field.toDouble(&isTime);
+            shown.append(isTime ? QString::number(qRound64((seconds - origin) * 1000)) : field);
+        }
+        if (!fields.value(0).isEmpty())
+            times.append(shown.join(QLatin1Char(',')));
+    }
+    return times;
+}
+
+QStringList Footage::decodeTimes(const QString &path, const QString &stream)
+{
+    QStringList times = packetTimes(path, stream);
+    for (QString &time : times)
+        time = time.section(QLatin1Char(','), 1);
+    return times;
+}
+
+int Footage::packetsBefore(const QString &path, const QString &stream, qint64 end)
+{
+    const QStringList rows =
+        probe(path, {QStringLiteral("-select_streams"), stream, QStringLiteral("-show_entries"),
+                     QStringLiteral("packet=size,pos")})
+            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    int count = 0;
+    for (const QString &row : rows) {
+        const QStringList fields = row.split(QLatin1Char(','));
+        if (fields.value(0).toLongLong() + fields.value(1).toLongLong() <= end)
+            ++count;
+    }
+    return count;
 }
 
 void Footage::cut(const QString &path, double part)

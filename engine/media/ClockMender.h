@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+/**
+ * Carries time on where a recording's clock was set anew: in containers whose clock may do that,
+ * a jump of one stream shifts all that comes after it, in every stream, so that picture and sound
+ * stay together. Times are in microseconds.
+ */
+class ClockMender
+{
+public:
+    /** Steps larger than this, in either direction, are jumps of the clock. */
+    static constexpr std::int64_t largestStep = 10'000'000;
+
+    /**
+     * Returns what is to be added to the times of a packet.
+     *
+     * @param stream index of the packet's stream
+     * @param decode its decode time as the container states it
+     * @param duration its duration, 0 when unknown
+     */
+    std::int64_t offsetFor(std::size_t stream, std::int64_t decode, std::int64_t duration);
+
+private:
+    std::int64_t offset = 0;
+    /** By stream: when its next packet is to be expected, offset included. */
+    std::vector<std::optional<std::int64_t>> expected;
+};
