@@ -28,6 +28,13 @@ if(CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
 endif()
 
+# A change of clang-tidy's settings changes its command line, so that everything is checked anew.
+if(CMAKE_CXX_CLANG_TIDY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/.clang-tidy")
+    file(SHA256 "${PROJECT_SOURCE_DIR}/.clang-tidy" tidy_settings)
+    list(APPEND CMAKE_CXX_CLANG_TIDY "--extra-arg=-DTIDY_SETTINGS=0x${tidy_settings}")
+endif()
+
 # clang-tidy takes the settings of the nearest folder above a file. Generated sources stand in
 # the build tree: they get settings of their own that let them be.
 file(WRITE "${CMAKE_BINARY_DIR}/.clang-tidy" "Checks: '-*,readability-delete-null-pointer'\n")

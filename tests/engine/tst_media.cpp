@@ -247,10 +247,11 @@ private Q_SLOTS:
         if (name.endsWith(QStringLiteral(".m2ts"))) {
             // Four bytes of arrival time stand before each packet.
             const QByteArray bytes = readFile(place.output);
-            QVERIFY(bytes.size() > 2 * 192);
-            QCOMPARE(bytes.size() % 192, 0);
+            constexpr qsizetype packetSize = 192;
+            QVERIFY(bytes.size() > packetSize * 2);
+            QCOMPARE(bytes.size() % packetSize, 0);
             QCOMPARE(bytes[4], '\x47');
-            QCOMPARE(bytes[192 + 4], '\x47');
+            QCOMPARE(bytes[packetSize + 4], '\x47');
         }
         const QByteArray outputFormat =
             Footage::run(QStringLiteral("ffprobe"),

@@ -1,5 +1,6 @@
 #include "service/RepairClient.h"
 #include "tests/support/AppFolder.h"
+#include "tests/support/ExpectedLog.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/LogTail.h"
 #include "tests/support/TestCase.h"
@@ -12,6 +13,12 @@ namespace {
 
 const QStringList echoScript = {QStringLiteral("serve"), QStringLiteral("echo"),
                                 QStringLiteral("await")};
+
+#ifdef Q_OS_WIN
+const QByteArray lineEnd = "\r\n";
+#else
+const QByteArray lineEnd = "\n";
+#endif
 
 /** A fault service with a video to ask about. */
 struct Setting
@@ -389,6 +396,76 @@ private Q_SLOTS:
                               {QStringLiteral("videoPath"), setting.video}}));
         QVERIFY(QDir(app.folder() + QStringLiteral("/Temp")).exists());
         QCOMPARE(setting.folder.leftovers(), QStringList());
+    }
+
+    void logOfOneCallLineByLine()
+    {
+        // The client's log as a file, from a program that does nothing but this call.
+        Setting setting;
+        AppFolder app(AppFolder::clientProbe());
+        QVERIFY(QFile::copy(QCoreApplication::applicationDirPath() +
+                                QStringLiteral("/TarnCommunicationSDK.dll"),
+                            app.folder() + QStringLiteral("/TarnCommunicationSDK.dll")));
+        const QJsonObject json{{QStringLiteral("serviceRoot"), setting.request.serviceRoot},
+                               {QStringLiteral("logDir"), setting.request.logDir},
+                               {QStringLiteral("tempDir"), setting.request.tempDir},
+                               {QStringLiteral("configDir"), setting.request.configDir},
+                               {QStringLiteral("videoPath"), setting.video}};
+        QCOMPARE(app.run({QStringLiteral("call"), QStringLiteral("metadata"),
+                          QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact))}),
+                 0);
+
+        const QByteArray bytes = readFile(app.logPath());
+        QCOMPARE(bytes.contains('\r'), lineEnd == QByteArray("\r\n"));
+        const QString payload =
+            QStringLiteral("{\"config\":\"%1\",\"logPath\":\"%2\",\"method\":107,"
+                           "\"tempPath\":\"%3\",\"videoPath\":\"%4\"}")
+                .arg(setting.request.configDir, setting.request.logDir, setting.request.tempDir,
+                     setting.video);
+        const QList<LogLine> log = app.log();
+        const QString token = log.value(4).message.section(QLatin1Char(' '), -1);
+        const QString answer = QStringLiteral("{\"err_code\":0,\"token\":\"%1\",\"request\":%2\n}")
+                                   .arg(token, payload);
+        RepairRequest request = setting.request;
+        request.timeoutSeconds = 120;
+        ExpectedLog expected(setting.folder, request, token);
+        expected.line(QStringLiteral("INFO extractMetadata begin, videoPath=%1").arg(setting.video))
+            .begin(107, payload)
+            .prepared()
+            .started();
+        expected.pipeUp(expected.returnPipe()).pipeUp(expected.receivePipe());
+        expected
+            .line(QStringLiteral("INFO Calling tarn_comm_write, id=N, bytes=%1")
+                      .arg(payload.toUtf8().size() + 1))
+            .written(static_cast<int>(payload.toUtf8().size()) + 1, payload.toUtf8().size() + 1)
+            .line(QStringLiteral("INFO tarn_comm_read got response, id=N, bytes=%1")
+                      .arg(answer.toUtf8().size()))
+            .raw(answer)
+            .end(1, 0, -1)
+            .line(QStringLiteral("INFO extractMetadata end, ok=1, errCode=0, function=-1"));
+        QCOMPARE(textsOf(log), expected.lines());
+
+        // Every line has the whole form; parsing would have put one that has not to the last.
+        static const QRegularExpression form(QStringLiteral(
+            "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[INFO\\] \\[tid=[1-9]\\d*\\] "
+            "[^ ].*\\(.*\\):[1-9]\\d* - "));
+        const QList<QByteArray> rows = bytes.split('\n');
+        QCOMPARE(rows.size(), log.size() + 2);
+        for (const LogLine &entry : log)
+            QCOMPARE(entry.threadId, log.first().threadId);
+        for (qsizetype i = 0; i + 1 < rows.size(); ++i) {
+            // The answer holds a line break, so that its line stands in two rows.
+            const bool isSecondRow = rows[i].startsWith('}');
+            QVERIFY2(isSecondRow || form.match(QString::fromUtf8(rows[i])).hasMatch(),
+                     rows[i].constData());
+        }
+        QCOMPARE(log.first().function,
+                 QStringLiteral("RepairResponse RepairClient::extractMetadata(const "
+                                "RepairRequest&, const QString&)"));
+        QCOMPARE(log.value(1).function,
+                 QStringLiteral("RepairResponse RepairClient::send(const RepairRequest&, const "
+                                "QJsonObject&, int)"));
+        QVERIFY(log.value(1).line > 0);
     }
 
     void namesOfEveryKindArriveUnharmed_data()

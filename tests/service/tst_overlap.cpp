@@ -38,6 +38,7 @@ private Q_SLOTS:
         std::vector<RepairResponse> responses(callCount);
         std::atomic<int> waiting{callCount};
         std::vector<std::thread> threads;
+        threads.reserve(callCount);
         for (int i = 0; i < callCount; ++i) {
             threads.emplace_back([&folder, &responses, &waiting, i] {
                 RepairRequest request = folder.request();

@@ -118,6 +118,7 @@ private Q_SLOTS:
         constexpr int threadCount = 16;
         std::atomic<int> succeeded{0};
         std::vector<std::thread> threads;
+        threads.reserve(threadCount);
         for (int i = 0; i < threadCount; ++i) {
             threads.emplace_back([&] {
                 auto pipe = record();

@@ -67,13 +67,12 @@ QList<LogLine> LogTail::lines() const
     return own;
 }
 
-QStringList LogTail::texts() const
+QStringList textsOf(const QList<LogLine> &lines)
 {
     // Handles are the pipe library's; which numbers it gives is its own business.
     static const QRegularExpression handle(QStringLiteral(", id=[1-9]\\d*(?=,|$)"));
     QStringList texts;
-    const QList<LogLine> own = lines();
-    for (const LogLine &line : own) {
+    for (const LogLine &line : lines) {
         QString text = line.text();
         const bool isAttempt = line.message.startsWith(QStringLiteral("init_communication_sdk")) ||
                                line.message.startsWith(QStringLiteral("tarn_comm_connect"));

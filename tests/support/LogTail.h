@@ -21,6 +21,9 @@ struct LogLine
 /** Takes apart the text of a log file; a line that begins without a time belongs to the last. */
 QList<LogLine> parseLog(const QString &text);
 
+/** "LEVEL message" of each line; handles of pipes become N, repeated attempts are shown once. */
+QStringList textsOf(const QList<LogLine> &lines);
+
 /** Reads a log file; empty when there is none. */
 QList<LogLine> readLog(const QString &path);
 
@@ -36,8 +39,8 @@ public:
 
     QList<LogLine> lines() const;
 
-    /** "LEVEL message" of each line; attempts of a pipe that repeat are shown once. */
-    QStringList texts() const;
+    /** textsOf() these lines. */
+    QStringList texts() const { return textsOf(lines()); }
 
 private:
     qint64 start;
