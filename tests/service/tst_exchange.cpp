@@ -383,32 +383,13 @@ private Q_SLOTS:
 
     void exitsAfterTheRequest()
     {
-        Call call({QStringLiteral("serve"), QStringLiteral("exit 7")});
-        call.request.timeoutSeconds = 30;
-        const QString text = QStringLiteral("stopped before response, exitCode=7, status=0");
-        const RepairResponse response = call.send();
-        compareFailure(response, -1, QStringLiteral("RepairService.exe %1.").arg(text));
-        QCOMPARE(call.log.texts(),
-                 call.expectWritten()
-                     .line(QStringLiteral("WARN RepairService ") + text)
-                     .failed(-1, QStringLiteral("RepairService.exe %1.").arg(text))
-                     .lines());
-        QCOMPARE(call.folder.leftovers(), QStringList());
+        compareStopped(QStringLiteral("exit 7"), QStringLiteral("exitCode=7, status=0"));
     }
 
     void diesByASignal()
     {
-        Call call({QStringLiteral("serve"), QStringLiteral("signal %1").arg(SIGKILL)});
-        call.request.timeoutSeconds = 30;
-        const QString text = QStringLiteral("stopped before response, exitCode=9, status=1");
-        const RepairResponse response = call.send();
-        compareFailure(response, -1, QStringLiteral("RepairService.exe %1.").arg(text));
-        QCOMPARE(call.log.texts(),
-                 call.expectWritten()
-                     .line(QStringLiteral("WARN RepairService ") + text)
-                     .failed(-1, QStringLiteral("RepairService.exe %1.").arg(text))
-                     .lines());
-        QCOMPARE(call.folder.leftovers(), QStringList());
+        compareStopped(QStringLiteral("signal %1").arg(SIGKILL),
+                       QStringLiteral("exitCode=9, status=1"));
     }
 
     void crashesWithItsPipesOpen()
@@ -728,6 +709,22 @@ private Q_SLOTS:
     }
 
 private:
+    /** The service ends by `scriptLine` once it has the request. */
+    static void compareStopped(const QString &scriptLine, const QString &outcome)
+    {
+        Call call({QStringLiteral("serve"), scriptLine});
+        call.request.timeoutSeconds = 30;
+        const RepairResponse response = call.send();
+        const QString text = QStringLiteral("stopped before response, ") + outcome;
+        const QString message = QStringLiteral("RepairService.exe %1.").arg(text);
+        compareFailure(response, -1, message);
+        QCOMPARE(call.log.texts(), call.expectWritten()
+                                       .line(QStringLiteral("WARN RepairService ") + text)
+                                       .failed(-1, message)
+                                       .lines());
+        QCOMPARE(call.folder.leftovers(), QStringList());
+    }
+
     static void compareFailureWithoutReturnPipe(Call &call, ExpectedLog expected)
     {
         const RepairResponse response = call.send();
