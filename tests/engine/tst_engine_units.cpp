@@ -34,9 +34,7 @@ std::vector<int> turned(const Orientation &orientation)
 
 qsizetype filesIn(const QTemporaryDir &folder)
 {
-    return QDir(folder.path())
-        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)
-        .size();
+    return entriesOf(folder.path()).size();
 }
 
 ErrorCode failureOf(const char *line)

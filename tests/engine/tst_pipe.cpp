@@ -1,5 +1,6 @@
 #include "engine/pipe/SocketFolder.h"
 #include "engine/pipe/TarnCommunication.h"
+#include "tests/support/FaultFolder.h"
 #include "tests/support/TestCase.h"
 
 #include <QDir>
@@ -67,10 +68,16 @@ struct End
     TarnPipeRecord record{};
 };
 
+/** Creates the pipe, connects the client to it and accepts it. */
+bool join(End &service, End &client)
+{
+    return service.create() == CommunicationOk && client.init() == CommunicationOk &&
+           client.connect() == CommunicationOk && service.accept() == CommunicationOk;
+}
+
 QStringList names()
 {
-    return QDir(Testing::pipeFolder())
-        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+    return entriesOf(Testing::pipeFolder());
 }
 
 } // namespace
@@ -93,11 +100,8 @@ private Q_SLOTS:
         QFETCH(int, size);
         End service("p", false);
         End client("p", true);
-        QCOMPARE(service.create(), CommunicationOk);
+        QVERIFY(join(service, client));
         QVERIFY(service.id() > 0);
-        QCOMPARE(client.init(), CommunicationOk);
-        QCOMPARE(client.connect(), CommunicationOk);
-        QCOMPARE(service.accept(), CommunicationOk);
 
         QByteArray message(size, '\0');
         for (int i = 0; i < size; ++i)
@@ -133,10 +137,7 @@ private Q_SLOTS:
     {
         End service("p", false);
         End client("p", true);
-        service.create();
-        client.init();
-        client.connect();
-        QCOMPARE(service.accept(), CommunicationOk);
+        QVERIFY(join(service, client));
         service.write("abcdef");
         service.write("gh");
         QByteArray buffer(4, '\0');
@@ -153,10 +154,7 @@ private Q_SLOTS:
         End client("p", true);
         {
             End service("p", false);
-            service.create();
-            client.init();
-            client.connect();
-            QCOMPARE(service.accept(), CommunicationOk);
+            QVERIFY(join(service, client));
             QCOMPARE(service.write("last words"), 10);
         }
         QByteArray buffer(100, '\0');
@@ -171,10 +169,7 @@ private Q_SLOTS:
         End service("p", false);
         {
             End client("p", true);
-            service.create();
-            client.init();
-            client.connect();
-            QCOMPARE(service.accept(), CommunicationOk);
+            QVERIFY(join(service, client));
         }
         QCOMPARE(service.write("x"), 0);
         QCOMPARE(service.wait(), CommunicationPeerGone);

@@ -52,11 +52,7 @@ public:
     }
 
     /** Everything in the output's folder. */
-    QStringList files() const
-    {
-        return QDir(outputFolder())
-            .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
-    }
+    QStringList files() const { return entriesOf(outputFolder()); }
 
 private:
     QString outputFolder() const { return service.root.filePath(QStringLiteral("out")); }
@@ -79,8 +75,7 @@ private:
 
 QStringList pipeNames()
 {
-    return QDir(Testing::pipeFolder())
-        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+    return entriesOf(Testing::pipeFolder());
 }
 
 } // namespace

@@ -15,12 +15,6 @@ QString faultServicePath()
     return QCoreApplication::applicationDirPath() + QStringLiteral("/FaultService");
 }
 
-QStringList entriesOf(const QString &folder)
-{
-    return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::Hidden |
-                                  QDir::NoDotAndDotDot);
-}
-
 } // namespace
 
 FaultFolder::FaultFolder(const QStringList &script)
@@ -129,6 +123,12 @@ QByteArray readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList entriesOf(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::Hidden |
+                                  QDir::NoDotAndDotDot);
 }
 
 QList<qint64> processesOf(const QString &executable, const QString &argument)

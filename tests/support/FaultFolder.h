@@ -54,5 +54,8 @@ void writeFile(const QString &path, const QByteArray &content = {});
 /** The whole content of a file; empty when it cannot be read. */
 QByteArray readFile(const QString &path);
 
+/** Names of everything in a folder, hidden and special files included. */
+QStringList entriesOf(const QString &folder);
+
 /** Ids of the running processes of this executable whose command line holds `argument`. */
 QList<qint64> processesOf(const QString &executable, const QString &argument = {});
