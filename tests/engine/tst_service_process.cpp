@@ -25,10 +25,13 @@ class LongRepair
 public:
     explicit LongRepair(RawService &rawService) : service(rawService)
     {
-        constexpr qsizetype fullSize = 300 << 20;
+        // Very many small pictures: much work, and little for the disk.
+        constexpr qsizetype fullSize = 60 << 20;
         const QString clip = service.root.filePath(QStringLiteral("clip.ts"));
-        Footage::make(clip, {QStringLiteral("-c:v"), QStringLiteral("mpeg2video"),
-                             QStringLiteral("-b:v"), QStringLiteral("8M"), QStringLiteral("-an")});
+        Footage::make(clip,
+                      {QStringLiteral("-c:v"), QStringLiteral("mpeg2video"), QStringLiteral("-s"),
+                       QStringLiteral("32x32"), QStringLiteral("-an")},
+                      20);
         const QByteArray part = readFile(clip);
         QFile file(clip);
         bool isWritten = file.open(QIODevice::Append);

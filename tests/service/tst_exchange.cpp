@@ -563,6 +563,7 @@ private Q_SLOTS:
     {
         Call call({QStringLiteral("ignoreTerminate"), QStringLiteral("serve"),
                    QStringLiteral("forever")});
+        call.request.timeoutSeconds = 1;
         compareTimeout(call);
         // One second for the answer, three to end.
         QVERIFY(call.elapsedMs >= 4250);
@@ -622,6 +623,7 @@ private Q_SLOTS:
         // Nothing has arrived: a message without bytes cannot be told from none.
         Call call(
             {QStringLiteral("serve"), QStringLiteral("answerEmpty"), QStringLiteral("forever")});
+        call.request.timeoutSeconds = 1;
         compareTimeout(call);
     }
 

@@ -85,7 +85,7 @@ private Q_SLOTS:
         // The exchange's own lines are all that a repair leaves.
         const QStringList log = setting.log.texts();
         QVERIFY(log.first().startsWith(
-            QStringLiteral("INFO RepairClient::send begin, method=0, timeoutSeconds=1, ")));
+            QStringLiteral("INFO RepairClient::send begin, method=0, timeoutSeconds=30, ")));
         QVERIFY(log.last().startsWith(QStringLiteral("INFO RepairClient::send end, ok=1")));
     }
 

@@ -33,6 +33,7 @@ CommunicationCommonField_t record(PipeDirection direction = PipeDirection::Read)
 RepairResponse sendThrough(PipeLibrary &library, const FaultFolder &folder)
 {
     RepairRequest request = folder.request();
+    request.timeoutSeconds = 3;
     return RepairClient(library).send(request, {{QStringLiteral("method"), 7}},
                                       request.timeoutSeconds);
 }

@@ -51,7 +51,7 @@ RepairRequest FaultFolder::request() const
     request.logDir = path(QStringLiteral("logs"));
     request.tempDir = path(QStringLiteral("temp"));
     request.configDir = serviceRoot() + QStringLiteral("/config");
-    request.timeoutSeconds = 1;
+    request.timeoutSeconds = 30;
     return request;
 }
 

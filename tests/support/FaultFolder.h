@@ -24,7 +24,10 @@ public:
     QString serviceRoot() const { return path(QStringLiteral("service")); }
     QString serviceExe() const;
 
-    /** A request with service root and directories set and one second for the answer. */
+    /**
+     * A request with service root and directories set, and more time for the answer than one that
+     * comes needs on a busy machine. Who waits for none shortens it.
+     */
     RepairRequest request() const;
 
     /** What the service wrote down of its start with this token, line by line. */
