@@ -4,11 +4,14 @@
 #include "service/PipeLibrary.h"
 #include "service/RequestPreparation.h"
 #include "service/ServiceExchange.h"
+#include "service/ServiceGate.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonParseError>
+
+#include <utility>
 
 namespace {
 
@@ -78,7 +81,20 @@ void interpretAnswer(const QJsonObject &answer, RepairResponse &response)
 
 RepairClient::RepairClient() : RepairClient(PipeLibrary::instance()) {}
 
-RepairClient::RepairClient(PipeOperations &pipeOperations) : pipes(&pipeOperations) {}
+RepairClient::RepairClient(std::shared_ptr<ServiceGate> serviceGate)
+    : RepairClient(PipeLibrary::instance(), std::move(serviceGate))
+{
+}
+
+RepairClient::RepairClient(PipeOperations &pipeOperations)
+    : RepairClient(pipeOperations, std::make_shared<ServiceGate>())
+{
+}
+
+RepairClient::RepairClient(PipeOperations &pipeOperations, std::shared_ptr<ServiceGate> serviceGate)
+    : pipes(&pipeOperations), gate(std::move(serviceGate))
+{
+}
 
 RepairResponse RepairClient::repair(const RepairRequest &request)
 {
@@ -179,7 +195,7 @@ RepairResponse RepairClient::send(const RepairRequest &request, const QJsonObjec
         return fail(failure, -1);
 
     const ServiceExchange::Outcome outcome =
-        ServiceExchange(paths, prepared, *pipes).run(json + '\n', timeoutSeconds);
+        ServiceExchange(paths, prepared, *pipes, *gate).run(json + '\n', timeoutSeconds);
     if (!outcome.failure.isEmpty())
         return fail(outcome.failure, outcome.failureCode);
 

@@ -7,6 +7,10 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <memory>
+
+class ServiceGate;
+
 /**
  * The only door to the repair service. Each call starts a service process of its own, exchanges
  * one request and one answer with it, and ends it before it returns.
@@ -18,8 +22,11 @@
 class RepairClient
 {
 public:
-    /** Speaks through the process's pipe library. */
+    /** Speaks through the process's pipe library; may start services at any time. */
     RepairClient();
+
+    /** Starts services only while `serviceGate` is open; calls fail when it is closed. */
+    explicit RepairClient(std::shared_ptr<ServiceGate> serviceGate);
 
     /** Speaks through `pipeOperations`, which must outlive the client. */
     explicit RepairClient(PipeOperations &pipeOperations);
@@ -57,5 +64,8 @@ public:
     RepairResponse fail(const QString &message, int errCode);
 
 private:
+    RepairClient(PipeOperations &pipeOperations, std::shared_ptr<ServiceGate> serviceGate);
+
     PipeOperations *pipes;
+    std::shared_ptr<ServiceGate> gate;
 };

@@ -24,6 +24,11 @@ constexpr int killGraceMs = 2000;
 constexpr qsizetype receiveBufferSize = 262144;
 constexpr std::uint32_t receiveCapacity = 262143;
 
+QString closing()
+{
+    return QStringLiteral("RepairService.exe is not started: the program is closing.");
+}
+
 QString serverName()
 {
     return QStringLiteral("VideoRepairServer");
@@ -53,9 +58,11 @@ QString requestToken()
 }
 
 ServiceExchange::ServiceExchange(const RequestPreparation::ServicePaths &servicePaths,
-                                 const RepairRequest &request, PipeOperations &pipeOperations)
+                                 const RepairRequest &request, PipeOperations &pipeOperations,
+                                 ServiceGate &serviceGate)
     : paths(servicePaths),
       pipes(pipeOperations),
+      gate(serviceGate),
       token(requestToken()),
       readPipe(makeRecord(TextPattern::fill(QStringLiteral("%1_return_%2"), serverName(), token),
                           PipeDirection::Read, request.configDir, request.logDir)),
@@ -94,8 +101,13 @@ QString ServiceExchange::startService()
     process.setProcessEnvironment(serviceEnvironment(paths.serviceLibDir));
     LOG_INFO(QStringLiteral("Starting RepairService, workDir=%1, args=%2"), paths.serviceRoot,
              process.arguments().join(QLatin1Char(' ')));
+    if (!gate.enter())
+        return closing();
     process.start(QIODevice::ReadWrite);
-    if (!process.waitForStarted(startTimeoutMs))
+    const bool started = process.waitForStarted(startTimeoutMs);
+    if (!gate.leave())
+        return closing();
+    if (!started)
         return TextPattern::fill(QStringLiteral("Failed to start RepairService.exe: %1"),
                                  process.errorString());
     LOG_INFO(QStringLiteral("RepairService started, pid=%1, returnPipe=%2, receivePipe=%3"),

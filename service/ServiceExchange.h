@@ -3,6 +3,7 @@
 #include "service/PipeOperations.h"
 #include "service/RepairRequest.h"
 #include "service/RequestPreparation.h"
+#include "service/ServiceGate.h"
 
 #include <QByteArray>
 #include <QProcess>
@@ -35,9 +36,11 @@ public:
     /**
      * @param request with its directories resolved
      * @param pipeOperations must outlive the exchange
+     * @param serviceGate asked before the process is started; must outlive the exchange
      */
     ServiceExchange(const RequestPreparation::ServicePaths &servicePaths,
-                    const RepairRequest &request, PipeOperations &pipeOperations);
+                    const RepairRequest &request, PipeOperations &pipeOperations,
+                    ServiceGate &serviceGate);
 
     /**
      * Starts the service, sends `requestLine` and waits for the answer. Returns the answer, or
@@ -58,6 +61,7 @@ private:
 
     RequestPreparation::ServicePaths paths;
     PipeOperations &pipes;
+    ServiceGate &gate;
     QString token;
     CommunicationCommonField_t readPipe;
     CommunicationCommonField_t writePipe;

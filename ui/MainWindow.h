@@ -1,12 +1,213 @@
 #pragma once
 
-#include <QMainWindow>
+#include "app/Workers.h"
+#include "service/RepairRequest.h"
+#include "service/RepairResponse.h"
 
-/** The application's only top-level window. Lives on the interface thread. */
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QMainWindow>
+#include <QQueue>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+class QVBoxLayout;
+class ServiceGate;
+struct FrameControls;
+
+/**
+ * The application's only top-level window: the frame and the three pages, and all state of the
+ * work from import to saved results. Lives on the interface thread and never blocks it for long:
+ * whatever asks the repair service does so on a worker and comes back with the answer.
+ *
+ * Frame and pages are built in `ui/`; the functions of every other concern are in the file of
+ * `workflow/` that is named with it.
+ */
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);
+
+    /** Starts no service any more; answers that are still to come are dropped. */
+    ~MainWindow() override;
+
+protected:
+    /** Ends the services and closes; never refused. */
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    /** The door for tests to the state and the functions below. */
+    friend class WindowProbe;
+
+    /** Indexes of the page stack. */
+    enum Page { ImportPage = 0, FileListPage = 1, ResultPage = 2 };
+
+    // --- Frame: ui/MainWindow.cpp ---
+
+    QWidget *createTitleBar(FrameControls &controls);
+    QWidget *createSidePanel(FrameControls &controls);
+    void createMenu(FrameControls &controls);
+    QStackedWidget *createPages();
+    void connectFrame(const FrameControls &controls);
+    void toggleMaximized(QPushButton *maximizeButton);
+
+    QStackedWidget *pages = nullptr;
+
+    // --- Pages: ui/ImportPage.cpp, ui/FileListPage.cpp, ui/ResultPage.cpp ---
+
+    QWidget *createImportPage();
+    QWidget *createFileListPage();
+    QWidget *createFileListFooter();
+    QWidget *createResultPage();
+    QWidget *createResultFooter();
+
+    QLabel *listHeaderLabel = nullptr;
+    QVBoxLayout *importRowLayout = nullptr;
+    QLabel *progressLabel = nullptr;
+    QCheckBox *advancedModeCheck = nullptr;
+    QPushButton *repairButton = nullptr;
+    QLabel *resultSummaryLabel = nullptr;
+    QVBoxLayout *resultRowLayout = nullptr;
+    QPushButton *previewButton = nullptr;
+    QPushButton *saveButton = nullptr;
+    QPushButton *saveAllButton = nullptr;
+
+    // --- Import: workflow/Import.cpp ---
+
+    void chooseDamagedFile();
+    void addDamagedFiles(const QStringList &paths, bool replace);
+    void refreshImportRows();
+
+    /** Absolute paths with native separators, each once, in the order of their import. */
+    QStringList damagedFiles;
+    /** The current file: the first of damagedFiles, or empty. */
+    QString damagedFilePath;
+
+    // --- Analysis: workflow/Analysis.cpp ---
+
+    void showMetadataLabels(const QJsonObject &info, const QString &filePath);
+
+    /** Shown in the current file's row; empty when there is nothing to show. */
+    QString damagedMetadataText;
+    bool metadataLoading = false;
+    bool metadataReady = false;
+    /** Summaries of the current file. No page of today creates them. */
+    QLabel *frameRateLabel = nullptr;
+    QLabel *resolutionLabel = nullptr;
+    QLabel *fileLabel = nullptr;
+
+    // --- Repair run: workflow/RepairRun.cpp ---
+
+    void startRepair(bool advanced);
+
+    /** What belongs to one run and its results. */
+    struct RunState
+    {
+        /** Playable video for advanced repair; empty when none is chosen. */
+        QString sampleFilePath;
+        /** Planned output of the first item that finished. */
+        QString firstOutputPath;
+        /** Outputs in the order of their arrival, each once. */
+        QStringList outputFiles;
+        /** For each of outputFiles, the damaged file that it came from. */
+        QStringList outputSources;
+        /** The damaged files of the run. */
+        QStringList repairQueue;
+        /** For each of repairQueue, its state in words. */
+        QStringList itemStatuses;
+        /** For each of repairQueue, whether it is repaired. */
+        QList<bool> itemSucceeded;
+        /** Restricts the preview to one damaged file; empty for all. */
+        QString previewSourcePath;
+        int repairTotal = 0;
+        bool advancedRun = false;
+    };
+    RunState run;
+    /** A run is going on. Nothing but the run itself ends it. */
+    bool repairRunning = false;
+
+    // --- Sample and comparison: workflow/SampleComparison.cpp ---
+
+    void chooseSampleAndCompare();
+
+    // --- Results: workflow/Results.cpp ---
+
+    void refreshResultList();
+
+    // --- Preview: workflow/Preview.cpp ---
+
+    void showPreviewDialog();
+
+    // --- Saving: workflow/Saving.cpp ---
+
+    void saveResults();
+
+    // --- Start over: workflow/StartOver.cpp ---
+
+    /** Drops all files and results, and shows the import page. A run that is going on goes on. */
+    void resetToImportPage();
+
+    // --- Data folders: workflow/Folders.cpp ---
+
+    static QString serviceRootPath();
+    static QString publicDataPath();
+    static QString logFolderPath();
+    /** Creates the folder of the log and has the system show it. */
+    static void openLogFolder();
+    /** A request with everything set that does not depend on what it is for. */
+    RepairRequest makeRepairRequest() const;
+
+    // --- Thumbnails: workflow/Thumbnails.cpp ---
+
+    /** One picture to be made. */
+    struct ThumbnailJob
+    {
+        RepairRequest request;
+        /** Path of the damaged video, which the thumbnail is filed under. */
+        QString key;
+        /** The video to take the picture from. */
+        QString videoPath;
+        /** The file to write. */
+        QString photoPath;
+        /** The video is a repaired one. */
+        bool isResult = false;
+        /** The job's entry in pendingThumbs. */
+        QString pendingKey;
+    };
+
+    static QString thumbnailPath(const QString &key, bool isResult);
+    /** Has a thumbnail made and shown, unless it is there or on its way. */
+    void requestThumbnail(const QString &key, const QString &videoPath, bool isResult);
+    void startWaitingThumbnails();
+    void startThumbnail(const ThumbnailJob &job);
+    void takeThumbnail(const ThumbnailJob &job, const RepairResponse &response);
+
+    /** Thumbnail files of damaged videos, by key. Trusted only while the file exists. */
+    QHash<QString, QString> sourceThumbs;
+    /** The same of repaired videos. */
+    QHash<QString, QString> resultThumbs;
+    /** "KIND|KEY" of what is waiting or being made. */
+    QSet<QString> pendingThumbs;
+    /** Wait for their turn. */
+    QQueue<ThumbnailJob> waitingThumbs;
+    int runningThumbs = 0;
+
+    // --- Shutdown: workflow/Shutdown.cpp ---
+
+    /** Starts no service any more, and ends every service process that the user may end. */
+    void shutdownRepairServiceProcesses();
+
+    /** Asked by every worker before it starts a service. */
+    std::shared_ptr<ServiceGate> serviceGate;
+    Workers workers{this};
 };

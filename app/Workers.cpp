@@ -1,0 +1,104 @@
+#include "app/Workers.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QSet>
+#include <QThread>
+
+#include <mutex>
+#include <utility>
+
+namespace {
+
+/**
+ * Guards every mailbox's receiver, and carries what a worker wrote to the receiver's thread: both
+ * hold it, the one while posting, the other before it looks at what came.
+ */
+std::mutex &postMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+/** Threads at work. Touched by the main thread only. */
+QSet<QThread *> &runningThreads()
+{
+    static QSet<QThread *> threads;
+    return threads;
+}
+
+/** What the event queue carries. */
+class Delivery
+{
+public:
+    explicit Delivery(std::function<void()> content) : run(std::move(content)) {}
+
+    void operator()()
+    {
+        std::function<void()> content;
+        {
+            const std::lock_guard lock(postMutex());
+            content = std::move(run);
+        }
+        content();
+    }
+
+private:
+    std::function<void()> run;
+};
+
+} // namespace
+
+struct Workers::Mailbox
+{
+    /** Null once the receiver is gone. */
+    QObject *receiver = nullptr;
+};
+
+Workers::WayBack::WayBack(std::shared_ptr<Mailbox> receiverMailbox)
+    : mailbox(std::move(receiverMailbox))
+{
+}
+
+void Workers::WayBack::post(std::function<void()> delivery) const
+{
+    const std::lock_guard lock(postMutex());
+    if (mailbox->receiver != nullptr)
+        QMetaObject::invokeMethod(mailbox->receiver, Delivery(std::move(delivery)),
+                                  Qt::QueuedConnection);
+}
+
+Workers::Workers(QObject *receiver) : mailbox(std::make_shared<Mailbox>())
+{
+    mailbox->receiver = receiver;
+}
+
+Workers::~Workers()
+{
+    const std::lock_guard lock(postMutex());
+    mailbox->receiver = nullptr;
+}
+
+void Workers::start(std::function<void(const WayBack &)> work)
+{
+    QThread *thread = QThread::create(
+        [wayBack = WayBack(mailbox), content = std::move(work)] { content(wayBack); });
+    runningThreads().insert(thread);
+    QObject::connect(thread, &QObject::destroyed, QCoreApplication::instance(),
+                     [thread] { runningThreads().remove(thread); });
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start(QThread::InheritPriority);
+}
+
+bool Workers::awaitAll(std::chrono::milliseconds limit)
+{
+    const QDeadlineTimer deadline(limit);
+    const QSet<QThread *> threads = runningThreads();
+    for (QThread *thread : threads) {
+        if (!thread->wait(deadline))
+            return false;
+    }
+    // They delete themselves by events, which no loop delivers any more.
+    qDeleteAll(threads);
+    return true;
+}

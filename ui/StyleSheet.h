@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QString>
+
+/**
+ * Every style text of the window and its pages, each once. Colours, sizes and the order of the
+ * rules are the product's look; none of them is repeated elsewhere.
+ */
+namespace StyleSheet {
+
+/**
+ * The sheet that is set on the main window and inherited by all that belongs to it. Widgets are
+ * addressed by their object names.
+ */
+QString application();
+
+/** Sheets of single widgets. */
+inline constexpr char16_t crumbActive[] =
+    u"QPushButton{color:#111827;font-weight:700;background:#d9ebff;border:0;border-radius:7px;"
+    u"padding:8px 12px;text-align:left;}";
+inline constexpr char16_t crumbInactive[] =
+    u"QPushButton{color:#26334f;font-weight:700;background:transparent;border:0;"
+    u"border-radius:7px;padding:8px 10px;text-align:left;} QPushButton:hover{background:#e0efff;}";
+inline constexpr char16_t sideNavActive[] =
+    u"QPushButton{color:#0a65d8;background:#dcecff;border:0;border-radius:8px;padding:0 14px;"
+    u"text-align:left;font-weight:700;}";
+inline constexpr char16_t sideNavInactive[] =
+    u"QPushButton{color:#46546f;background:transparent;border:0;border-radius:8px;padding:0 14px;"
+    u"text-align:left;font-weight:700;} QPushButton:hover{background:#e0efff;}";
+inline constexpr char16_t menuButton[] =
+    u"QPushButton{color:#26334f;background:transparent;border:0;border-radius:6px;"
+    u"font-size:22px;font-weight:700;}QPushButton:hover{background:#d9ebff;}";
+inline constexpr char16_t windowButton[] =
+    u"QPushButton{color:#46546f;background:transparent;border:0;border-radius:6px;"
+    u"font-size:18px;}QPushButton:hover{background:#d9ebff;color:#111827;}";
+inline constexpr char16_t titleBarSeparator[] = u"color:#9aa6bb;font-size:20px;padding:0 2px;";
+inline constexpr char16_t sidePanel[] = u"QFrame{background:#eef4fb;border:none;}";
+inline constexpr char16_t menu[] =
+    u"QMenu{background:#ffffff;color:#14203a;border:1px solid #dce5f1;border-radius:8px;"
+    u"padding:6px;}QMenu::item{padding:8px 28px 8px 12px;border-radius:6px;}"
+    u"QMenu::item:selected{background:#e0efff;color:#0a65d8;}";
+inline constexpr char16_t fileListScroll[] =
+    u"QScrollArea{background:transparent;border:none;} "
+    u"QScrollBar:vertical{background:#edf3fb;width:10px;} "
+    u"QScrollBar::handle:vertical{background:#b8c7dc;border-radius:5px;}";
+inline constexpr char16_t fileListContent[] = u"background:transparent;";
+inline constexpr char16_t resultSummary[] =
+    u"color:#f4f7ff;background:#2b2d4a;border-radius:7px;padding:14px 16px;";
+inline constexpr char16_t resultScroll[] =
+    u"QScrollArea{background:#080c25;border:none;} "
+    u"QScrollBar:vertical{background:#15182d;width:10px;} "
+    u"QScrollBar::handle:vertical{background:#48506d;border-radius:5px;}";
+inline constexpr char16_t resultContent[] = u"background:#080c25;";
+
+} // namespace StyleSheet

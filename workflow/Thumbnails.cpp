@@ -1,0 +1,93 @@
+#include "app/QtLog.h"
+#include "service/RepairClient.h"
+#include "ui/MainWindow.h"
+#include "workflow/DataFolders.h"
+
+#include <QFileInfo>
+
+namespace {
+
+// Each is a service process: of a thousand imported files a few are looked at at a time.
+constexpr int maxRunningThumbnails = 8;
+
+// The service divides the picture's sides by it.
+constexpr int thumbnailScale = 2;
+
+} // namespace
+
+QString MainWindow::thumbnailPath(const QString &key, bool isResult)
+{
+    return DataFolders::thumbnail(publicDataPath(), key, isResult);
+}
+
+void MainWindow::requestThumbnail(const QString &key, const QString &videoPath, bool isResult)
+{
+    if (key.trimmed().isEmpty() || videoPath.trimmed().isEmpty() || !QFileInfo::exists(videoPath))
+        return;
+    QHash<QString, QString> &thumbs = isResult ? resultThumbs : sourceThumbs;
+    if (const auto known = thumbs.constFind(key);
+        known != thumbs.constEnd() && QFileInfo::exists(*known))
+        return;
+
+    const QString photoPath = thumbnailPath(key, isResult);
+    if (QFileInfo::exists(photoPath)) {
+        thumbs.insert(key, photoPath);
+        if (isResult)
+            refreshResultList();
+        else
+            refreshImportRows();
+        return;
+    }
+
+    const QString pendingKey =
+        TextPattern::fill(QStringLiteral("%1|%2"),
+                          isResult ? QStringLiteral("result") : QStringLiteral("source"), key);
+    if (pendingThumbs.contains(pendingKey))
+        return;
+    pendingThumbs.insert(pendingKey);
+    waitingThumbs.enqueue({.request = makeRepairRequest(),
+                           .key = key,
+                           .videoPath = videoPath,
+                           .photoPath = photoPath,
+                           .isResult = isResult,
+                           .pendingKey = pendingKey});
+    startWaitingThumbnails();
+}
+
+void MainWindow::startWaitingThumbnails()
+{
+    while (runningThumbs < maxRunningThumbnails && !waitingThumbs.isEmpty()) {
+        ++runningThumbs;
+        startThumbnail(waitingThumbs.dequeue());
+    }
+}
+
+void MainWindow::startThumbnail(const ThumbnailJob &job)
+{
+    workers.start([this, gate = serviceGate, job](const Workers::WayBack &wayBack) {
+        const RepairResponse response = RepairClient(gate).extractFirstFrameScale(
+            job.request, job.videoPath, job.photoPath, thumbnailScale);
+        wayBack.post([this, job, response] { takeThumbnail(job, response); });
+    });
+}
+
+void MainWindow::takeThumbnail(const ThumbnailJob &job, const RepairResponse &response)
+{
+    pendingThumbs.remove(job.pendingKey);
+    --runningThumbs;
+    startWaitingThumbnails();
+
+    if (!response.ok || !QFileInfo::exists(job.photoPath)) {
+        LOG_WARN(QStringLiteral("thumbnail extract failed, key=%1, photoPath=%2, err=%3, raw=%4"),
+                 job.key, job.photoPath, response.errCode, response.rawResponse);
+        return;
+    }
+    if (job.isResult) {
+        resultThumbs.insert(job.key, job.photoPath);
+    } else {
+        sourceThumbs.insert(job.key, job.photoPath);
+        refreshImportRows();
+    }
+    // A source's picture stands in for a result's that is still to come.
+    refreshResultList();
+}
