@@ -12,7 +12,7 @@ constexpr int leftoverTimeoutMs = 5000;
 
 QString faultServicePath()
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/FaultService");
+    return Testing::programFolder() + QStringLiteral("/FaultService");
 }
 
 } // namespace

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "tests/support/OwnFolder.h"
+
+#include <QApplication>
 #include <QCoreApplication>
 #include <QObject>
 #include <QRegularExpression>
@@ -32,6 +35,22 @@ int run(int argc, char *argv[])
     return QTest::qExec(&test, argc, argv);
 }
 
+/**
+ * As run(), for tests with a window: without a display, with the client's data in a folder that
+ * nobody else uses, and in an application folder of its own, whose log, service and logo are the
+ * test's alone. For that the program starts itself anew under a second name.
+ */
+template <typename Test>
+int runWindowTest(int argc, char *argv[])
+{
+    const OwnFolder ownFolder(argv);
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QTemporaryDir publicFolder;
+    qputenv("PUBLIC", publicFolder.path().toUtf8());
+    return run<Test, QApplication>(argc, argv);
+}
+
 /** The folder in which pipes have their names during a test. */
 inline QString pipeFolder()
 {
@@ -44,4 +63,10 @@ inline QString pipeFolder()
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
         return Testing::run<Test>(argc, argv);                                                     \
+    }
+
+#define VELLUMIX_WINDOW_TEST_MAIN(Test)                                                            \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        return Testing::runWindowTest<Test>(argc, argv);                                           \
     }
