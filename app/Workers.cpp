@@ -12,7 +12,7 @@ namespace {
 
 /**
  * Guards every mailbox's receiver, and carries what a worker wrote to the receiver's thread: both
- * hold it, the one while posting, the other before it looks at what came.
+ * hold it, the one while posting and when it ends, the other before it looks at what came.
  */
 std::mutex &postMutex()
 {
@@ -87,6 +87,10 @@ void Workers::start(std::function<void(const WayBack &)> work)
     QObject::connect(thread, &QObject::destroyed, QCoreApplication::instance(),
                      [thread] { runningThreads().remove(thread); });
     QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    // On the worker, its last act: awaitAll() takes the mutex after it.
+    QObject::connect(
+        thread, &QThread::finished, thread, [] { const std::lock_guard lock(postMutex()); },
+        Qt::DirectConnection);
     thread->start(QThread::InheritPriority);
 }
 
@@ -98,7 +102,8 @@ bool Workers::awaitAll(std::chrono::milliseconds limit)
         if (!thread->wait(deadline))
             return false;
     }
-    // They delete themselves by events, which no loop delivers any more.
+    // They would delete themselves by events, which no loop may deliver any more.
+    const std::lock_guard lock(postMutex());
     qDeleteAll(threads);
     return true;
 }

@@ -1,5 +1,5 @@
 # Writes a ctest file with an entry for each function of a Qt test program.
-# Variables: PROGRAM, NAME, LIST (the file to write), LABELS.
+# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL.
 
 execute_process(COMMAND "${PROGRAM}" -functions
     OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
@@ -12,6 +12,7 @@ foreach(function IN LISTS functions)
     string(REPLACE "()" "" function "${function}")
     string(APPEND content
         "add_test([==[${NAME}.${function}]==] [==[${PROGRAM}]==] [==[${function}]==])\n"
-        "set_tests_properties([==[${NAME}.${function}]==] PROPERTIES LABELS [==[${LABELS}]==])\n")
+        "set_tests_properties([==[${NAME}.${function}]==] PROPERTIES "
+        "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==])\n")
 endforeach()
 file(WRITE "${LIST}" "${content}")

@@ -2,20 +2,21 @@ find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
 
 set(VELLUMIX_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
 
-# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [ENVIRONMENT ...] [EACH])
+# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [EACH] [SERIAL])
 #
 # A test program with one entry for ctest; with EACH, one for each test function, which then run
-# side by side.
+# side by side. With SERIAL nothing else runs beside it.
 function(vellumix_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL" "" "SOURCES;LIBRARIES;LABELS")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE vellumix_testing ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_TEST_DIR}")
     vellumix_find_libraries_beside(${name})
+    add_dependencies(${name} ProgramsForTests)
     if(NOT arg_EACH)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES
-            LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+            LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}")
         return()
     endif()
 
@@ -24,7 +25,7 @@ function(vellumix_add_test name)
         BYPRODUCTS "${list}"
         COMMAND ${CMAKE_COMMAND}
             -D PROGRAM=$<TARGET_FILE:${name}> -D NAME=${name} -D LIST=${list}
-            "-DLABELS=${arg_LABELS}"
+            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}"
             -P "${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake"
         VERBATIM)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${list}")

@@ -9,11 +9,15 @@
 //   answerEmpty             sends a message of no bytes
 //   answerSize N            sends an object of exactly N bytes
 //   echo                    sends the request back in "request", and the token in "token"
+//   output KEY TEXT         writes the text to the file that the request names under the key
 //   sleep MS                waits
+//   waitFile NAME           waits until there is a file of that name in the working directory
 //   await                   waits until the client has hung up
 //   forever                 waits without end
 //   noteTerminate           when asked to end, writes "asked-TOKEN.txt" and ends
 //   ignoreTerminate         takes no notice of being asked to end from here on
+//   spawn                   starts a child process that has a child, and both stay; their ids go
+//                           to "children-TOKEN.txt"
 //   exit CODE               ends with the code
 //   signal N                ends by the signal
 //
@@ -21,6 +25,8 @@
 // arguments, working directory, PATH and Path. A line that it does not know ends it with code 99.
 
 #include "engine/pipe/TarnCommunication.h"
+
+#include <nlohmann/json.hpp>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -42,6 +48,7 @@ namespace {
 constexpr unsigned longestLifeSeconds = 120;
 constexpr std::uint32_t acceptTimeoutMs = 60000;
 constexpr std::uint32_t waitMs = 1000;
+constexpr long long fileCheckMs = 5;
 constexpr int badScript = 99;
 
 // What the handler of SIGTERM makes.
@@ -147,6 +154,8 @@ private:
             send(objectOfSize(std::stoul(operand)));
         else if (verb == "echo")
             send(R"({"err_code":0,"token":")" + token + R"(","request":)" + request + "}");
+        else if (verb == "output")
+            writeOutput(operand);
         else
             return false;
         return true;
@@ -156,6 +165,9 @@ private:
     {
         if (verb == "sleep")
             sleepMs(std::stoll(operand));
+        else if (verb == "waitFile")
+            while (!std::filesystem::exists(operand))
+                sleepMs(fileCheckMs);
         else if (verb == "await")
             awaitHangUp();
         else if (verb == "forever")
@@ -165,6 +177,8 @@ private:
             noteTerminate();
         else if (verb == "ignoreTerminate")
             std::signal(SIGTERM, SIG_IGN);
+        else if (verb == "spawn")
+            spawn();
         else if (verb == "exit")
             std::_Exit(std::stoi(operand));
         else if (verb == "signal")
@@ -181,6 +195,32 @@ private:
             close(open(askedFile.c_str(), O_CREAT | O_WRONLY, 0600));
             std::_Exit(0);
         });
+    }
+
+    void writeOutput(const std::string &operand)
+    {
+        const std::size_t blank = operand.find(' ');
+        const auto object = nlohmann::json::parse(request);
+        std::ofstream file(object.at(operand.substr(0, blank)).get<std::string>());
+        file << operand.substr(blank + 1);
+    }
+
+    void spawn()
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            const pid_t grandchild = fork();
+            if (grandchild != 0) {
+                const std::string name = "children-" + token + ".txt";
+                std::ofstream(name + ".part") << getpid() << '\n' << grandchild << '\n';
+                std::filesystem::rename(name + ".part", name);
+            }
+            // Other programs, so that only their descent tells that they belong to the service.
+            execlp("sleep", "sleep", "120", nullptr);
+            std::_Exit(badScript);
+        }
+        while (!std::filesystem::exists("children-" + token + ".txt"))
+            sleepMs(fileCheckMs);
     }
 
     void readRequest()

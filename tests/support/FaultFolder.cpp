@@ -68,6 +68,20 @@ bool FaultFolder::wasAskedToEnd(const QString &token) const
     return QFile::exists(serviceRoot() + QStringLiteral("/asked-%1.txt").arg(token));
 }
 
+QList<qint64> FaultFolder::spawned() const
+{
+    QList<qint64> ids;
+    const QStringList names =
+        QDir(serviceRoot()).entryList({QStringLiteral("children-*.txt")}, QDir::Files);
+    for (const QString &name : names) {
+        const QList<QByteArray> lines =
+            readFile(serviceRoot() + QLatin1Char('/') + name).trimmed().split('\n');
+        for (const QByteArray &line : lines)
+            ids.append(line.toLongLong());
+    }
+    return ids;
+}
+
 int FaultFolder::startCount() const
 {
     return static_cast<int>(
@@ -101,14 +115,27 @@ QStringList FaultFolder::findLeftovers() const
                                QStringLiteral("bin"),
                                QStringLiteral("config"),
                                QStringLiteral("fault.txt"),
+                               QStringLiteral("go"),
                                QStringLiteral("lib")};
     const QStringList inRoot = entriesOf(serviceRoot());
     for (const QString &name : inRoot) {
         if (!known.contains(name) && !name.startsWith(QStringLiteral("started-")) &&
-            !name.startsWith(QStringLiteral("asked-")))
+            !name.startsWith(QStringLiteral("asked-")) &&
+            !name.startsWith(QStringLiteral("children-")))
             found.append(QStringLiteral("service file %1").arg(name));
     }
     return found;
+}
+
+void FaultFolder::release() const
+{
+    writeFile(serviceRoot() + QStringLiteral("/go"));
+}
+
+bool isRunning(qint64 pid)
+{
+    const QByteArray state = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+    return !state.isEmpty() && !state.contains(") Z ");
 }
 
 void writeFile(const QString &path, const QByteArray &content)

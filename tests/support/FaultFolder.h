@@ -18,6 +18,9 @@ public:
 
     void setScript(const QStringList &script) const;
 
+    /** Lets all services go on that obey "waitFile go". */
+    void release() const;
+
     /** Path of something below the temporary folder. */
     QString path(const QString &relative) const;
 
@@ -36,6 +39,9 @@ public:
     /** The service, obeying "noteTerminate", was asked to end. */
     bool wasAskedToEnd(const QString &token) const;
 
+    /** Process ids of all that services, obeying "spawn", have started. */
+    QList<qint64> spawned() const;
+
     /** How many services have been started. */
     int startCount() const;
 
@@ -50,6 +56,9 @@ private:
 
     QTemporaryDir directory;
 };
+
+/** There is a process of this id, and it is more than an entry waiting to be reaped. */
+bool isRunning(qint64 pid);
 
 /** Writes a file and the folders above it. */
 void writeFile(const QString &path, const QByteArray &content = {});

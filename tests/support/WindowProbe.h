@@ -46,6 +46,13 @@ public:
     QHash<QString, QString> &resultThumbs() { return window.resultThumbs; }
     QSet<QString> &pendingThumbs() { return window.pendingThumbs; }
     qsizetype waitingThumbCount() const { return window.waitingThumbs.size(); }
+    QStringList waitingThumbKeys() const
+    {
+        QStringList keys;
+        for (const auto &job : window.waitingThumbs)
+            keys.append(job.key);
+        return keys;
+    }
     int runningThumbs() const { return window.runningThumbs; }
 
     void shutdownRepairServiceProcesses() { window.shutdownRepairServiceProcesses(); }
