@@ -128,6 +128,41 @@ private Q_SLOTS:
         QVERIFY(answer.endsWith("xxx\"}"));
     }
 
+    void writesAnOutputThatTheRequestNames()
+    {
+        RawService service(executable());
+        const QString output = service.root.filePath(QStringLiteral("o.mp4"));
+        QVERIFY(start(service, "serve\noutput outFilePath some text\nanswer x\nawait"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write(QStringLiteral("{\"outFilePath\":\"%1\"}").arg(output).toUtf8()));
+        QCOMPARE(service.read(), QByteArray("x"));
+        QCOMPARE(readFile(output), QByteArray("some text"));
+    }
+
+    void waitsForAFile()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "waitFile go\nexit 4"));
+        QVERIFY(!service.process.waitForFinished(100));
+        writeFile(service.root.filePath(QStringLiteral("go")));
+        QCOMPARE(service.waitForEnd(), 4);
+    }
+
+    void startsAFamily()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "spawn\nexit 6"));
+        QCOMPARE(service.waitForEnd(), 6);
+        const QString record =
+            service.root.filePath(QStringLiteral("children-%1.txt").arg(service.token));
+        const QList<QByteArray> ids = readFile(record).trimmed().split('\n');
+        QCOMPARE(ids.size(), 2);
+        for (const QByteArray &id : ids) {
+            QVERIFY(isRunning(id.toLongLong()));
+            QCOMPARE(::kill(id.toInt(), SIGKILL), 0);
+        }
+    }
+
     void ignoresTermination()
     {
         RawService service(executable());

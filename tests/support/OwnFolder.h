@@ -21,6 +21,8 @@ public:
     OwnFolder(const OwnFolder &) = delete;
     OwnFolder &operator=(const OwnFolder &) = delete;
 
+    QString path() const { return QString::fromStdString(folder); }
+
 private:
     std::string folder;
 };
