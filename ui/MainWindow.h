@@ -172,7 +172,6 @@ private:
     /** One picture to be made. */
     struct ThumbnailJob
     {
-        RepairRequest request;
         /** Path of the damaged video, which the thumbnail is filed under. */
         QString key;
         /** The video to take the picture from. */

@@ -5,12 +5,19 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 namespace {
 
 QString resolved(const QString &folder, const QString &relative)
 {
     return QDir::cleanPath(QDir(folder).absoluteFilePath(relative));
+}
+
+QString temporaryFolder()
+{
+    const QString standard = QStandardPaths::writableLocation(QStandardPaths::TempLocation);
+    return standard.isEmpty() ? QDir::tempPath() : standard;
 }
 
 } // namespace
@@ -23,10 +30,11 @@ QString DataFolders::serviceRoot(const QString &applicationFolder)
     return QDir::toNativeSeparators(root);
 }
 
-QString DataFolders::publicData(const QString &publicProfile, const QString &temporary)
+QString DataFolders::publicData(const QString &publicProfile)
 {
     const bool isBlank = publicProfile.trimmed().isEmpty();
-    return resolved(isBlank ? temporary : publicProfile, QStringLiteral("Vellumix/Tessaly"));
+    return resolved(isBlank ? temporaryFolder() : publicProfile,
+                    QStringLiteral("Vellumix/Tessaly"));
 }
 
 QString DataFolders::logs(const QString &applicationFolder)

@@ -17,10 +17,10 @@ QString serviceRoot(const QString &applicationFolder);
 /**
  * The folder for thumbnails, repaired files and clips.
  *
- * @param publicProfile the value of the environment's "PUBLIC", taken as it is unless it is blank
- * @param temporary the folder that takes its place then
+ * @param publicProfile the value of the environment's "PUBLIC", taken as it is unless it is blank;
+ *                      then the system's folder for temporary files takes its place
  */
-QString publicData(const QString &publicProfile, const QString &temporary);
+QString publicData(const QString &publicProfile);
 
 /** The client's log folder. */
 QString logs(const QString &applicationFolder);

@@ -4,18 +4,11 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
-#include <QStandardPaths>
 #include <QUrl>
 
 namespace {
 
 constexpr int repairTimeoutSeconds = 900;
-
-QString temporaryFolder()
-{
-    const QString standard = QStandardPaths::writableLocation(QStandardPaths::TempLocation);
-    return standard.isEmpty() ? QDir::tempPath() : standard;
-}
 
 } // namespace
 
@@ -26,7 +19,7 @@ QString MainWindow::serviceRootPath()
 
 QString MainWindow::publicDataPath()
 {
-    return DataFolders::publicData(qEnvironmentVariable("PUBLIC"), temporaryFolder());
+    return DataFolders::publicData(qEnvironmentVariable("PUBLIC"));
 }
 
 QString MainWindow::logFolderPath()

@@ -45,8 +45,7 @@ void MainWindow::requestThumbnail(const QString &key, const QString &videoPath, 
     if (pendingThumbs.contains(pendingKey))
         return;
     pendingThumbs.insert(pendingKey);
-    waitingThumbs.enqueue({.request = makeRepairRequest(),
-                           .key = key,
+    waitingThumbs.enqueue({.key = key,
                            .videoPath = videoPath,
                            .photoPath = photoPath,
                            .isResult = isResult,
@@ -64,9 +63,10 @@ void MainWindow::startWaitingThumbnails()
 
 void MainWindow::startThumbnail(const ThumbnailJob &job)
 {
-    workers.start([this, gate = serviceGate, job](const Workers::WayBack &wayBack) {
+    workers.start([this, gate = serviceGate, request = makeRepairRequest(),
+                   job](const Workers::WayBack &wayBack) {
         const RepairResponse response = RepairClient(gate).extractFirstFrameScale(
-            job.request, job.videoPath, job.photoPath, thumbnailScale);
+            request, job.videoPath, job.photoPath, thumbnailScale);
         wayBack.post([this, job, response] { takeThumbnail(job, response); });
     });
 }
