@@ -31,7 +31,7 @@ private:
 
     QString fileOfSize(const QString &name, qint64 size)
     {
-        const QString path = folder.filePath(name);
+        QString path = folder.filePath(name);
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly) || !file.resize(size))
             qWarning("no file %s", qPrintable(path));

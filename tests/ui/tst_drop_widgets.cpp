@@ -119,12 +119,12 @@ private Q_SLOTS:
     void panelTakesDropsUnderItsName()
     {
         QWidget parent;
-        const auto *panel = new DropPanel(&parent);
-        QCOMPARE(panel->parentWidget(), &parent);
-        QVERIFY(panel->acceptDrops());
-        QCOMPARE(panel->objectName(), QStringLiteral("UploadPanel"));
-        QVERIFY(!panel->onFileDropped);
-        QVERIFY(!panel->onFilesDropped);
+        const DropPanel panel(&parent);
+        QCOMPARE(panel.parentWidget(), &parent);
+        QVERIFY(panel.acceptDrops());
+        QCOMPARE(panel.objectName(), QStringLiteral("UploadPanel"));
+        QVERIFY(!panel.onFileDropped);
+        QVERIFY(!panel.onFilesDropped);
         const DropPanel alone;
         QCOMPARE(alone.parentWidget(), nullptr);
     }
@@ -232,11 +232,11 @@ private Q_SLOTS:
     void editStartsWithItsText()
     {
         QWidget parent;
-        const auto *edit = new DropLineEdit(QStringLiteral("text"), &parent);
-        QCOMPARE(edit->text(), QStringLiteral("text"));
-        QCOMPARE(edit->parentWidget(), &parent);
-        QVERIFY(edit->acceptDrops());
-        QVERIFY(!edit->onFileDropped);
+        const DropLineEdit edit(QStringLiteral("text"), &parent);
+        QCOMPARE(edit.text(), QStringLiteral("text"));
+        QCOMPARE(edit.parentWidget(), &parent);
+        QVERIFY(edit.acceptDrops());
+        QVERIFY(!edit.onFileDropped);
     }
 
     void editLetsLinksAndTextIn()
@@ -312,11 +312,11 @@ private Q_SLOTS:
     void frameHasThePointingHand()
     {
         QWidget parent;
-        const auto *frame = new ClickableFrame(&parent);
-        QCOMPARE(frame->parentWidget(), &parent);
-        QCOMPARE(frame->cursor().shape(), Qt::PointingHandCursor);
-        QVERIFY(!frame->onClicked);
-        QVERIFY(!frame->onDoubleClicked);
+        const ClickableFrame frame(&parent);
+        QCOMPARE(frame.parentWidget(), &parent);
+        QCOMPARE(frame.cursor().shape(), Qt::PointingHandCursor);
+        QVERIFY(!frame.onClicked);
+        QVERIFY(!frame.onDoubleClicked);
     }
 
     void frameTellsOfTheLeftButton_data()

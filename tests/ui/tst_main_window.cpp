@@ -440,7 +440,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(program));
         QCOMPARE(findLogoPath(program), QString());
         const auto place = [&](const QString &path) {
-            const QString full = QDir(folder.path()).absoluteFilePath(path + logoName);
+            QString full = QDir(folder.path()).absoluteFilePath(path + logoName);
             writePicture(full, {10, 10});
             return full;
         };

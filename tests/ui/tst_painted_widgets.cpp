@@ -147,7 +147,7 @@ private:
 
     QString pictureFile(const QString &name, const QImage &image) const
     {
-        const QString path = folder.filePath(name);
+        QString path = folder.filePath(name);
         if (!image.save(path))
             qWarning("no picture %s", qPrintable(path));
         return path;
