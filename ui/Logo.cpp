@@ -13,7 +13,7 @@ QString findLogoPath(const QString &applicationFolder)
     };
     const QDir folder(applicationFolder);
     for (const QString &candidate : candidates) {
-        const QString path = QDir::cleanPath(folder.absoluteFilePath(candidate));
+        QString path = QDir::cleanPath(folder.absoluteFilePath(candidate));
         if (QFileInfo::exists(path))
             return path;
     }

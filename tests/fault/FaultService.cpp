@@ -200,9 +200,17 @@ private:
     void writeOutput(const std::string &operand)
     {
         const std::size_t blank = operand.find(' ');
-        const auto object = nlohmann::json::parse(request);
-        std::ofstream file(object.at(operand.substr(0, blank)).get<std::string>());
-        file << operand.substr(blank + 1);
+        std::ofstream(requestText(operand.substr(0, blank))) << operand.substr(blank + 1);
+    }
+
+    /** The text that the request holds under a key. */
+    std::string requestText(const std::string &key) const
+    {
+        const auto object = nlohmann::json::parse(request, nullptr, false);
+        const auto value = object.find(key);
+        const auto *text = value != object.end() ? value->get_ptr<const std::string *>() : nullptr;
+        require(text != nullptr, "no such text in the request");
+        return *text;
     }
 
     void spawn()

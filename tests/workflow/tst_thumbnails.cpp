@@ -32,7 +32,7 @@ private:
 
         QString video(int number = 1) const
         {
-            const QString path = fault.path(QStringLiteral("video %1.mp4").arg(number));
+            QString path = fault.path(QStringLiteral("video %1.mp4").arg(number));
             if (!QFile::exists(path))
                 writeFile(path, "video");
             return path;
