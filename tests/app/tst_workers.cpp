@@ -133,20 +133,20 @@ private Q_SLOTS:
     void theReceiverMayGoAtAnyMoment()
     {
         for (int round = 0; round < 300; ++round) {
-            auto delivered = std::make_shared<int>(0);
+            const auto delivered = std::make_shared<int>(0);
+            const auto posting = std::make_shared<std::atomic<int>>(0);
             {
                 QObject receiver;
                 Workers workers(&receiver);
-                std::atomic<int> posting{0};
                 for (int i = 0; i < 3; ++i) {
-                    workers.start([&posting, delivered](const Workers::WayBack &wayBack) {
-                        ++posting;
+                    workers.start([posting, delivered](const Workers::WayBack &wayBack) {
+                        ++*posting;
                         for (int k = 0; k < 20; ++k)
                             wayBack.post([delivered] { ++*delivered; });
                     });
                 }
                 // In the middle of it, or not yet begun, or just done.
-                while (posting < round % 4)
+                while (*posting < round % 4)
                     QCoreApplication::processEvents();
             }
             const int before = *delivered;
