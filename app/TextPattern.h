@@ -40,7 +40,10 @@ QString toText(Flag value)
 template <typename... Values>
 QString fill(const QString &pattern, const Values &...values)
 {
-    return pattern.arg(toText(values)...);
+    if constexpr (sizeof...(values) == 0)
+        return pattern;
+    else
+        return pattern.arg(toText(values)...);
 }
 
 } // namespace TextPattern

@@ -3,7 +3,7 @@
 bool ServiceGate::enter()
 {
     const std::lock_guard lock(mutex);
-    if (isClosed)
+    if (closed)
         return false;
     ++starting;
     return true;
@@ -14,12 +14,18 @@ bool ServiceGate::leave()
     const std::lock_guard lock(mutex);
     if (--starting == 0)
         allStarted.notify_all();
-    return !isClosed;
+    return !closed;
 }
 
 void ServiceGate::close(std::chrono::milliseconds limit)
 {
     std::unique_lock lock(mutex);
-    isClosed = true;
+    closed = true;
     allStarted.wait_for(lock, limit, [this] { return starting == 0; });
+}
+
+bool ServiceGate::isClosed() const
+{
+    const std::lock_guard lock(mutex);
+    return closed;
 }

@@ -26,9 +26,12 @@ public:
      */
     void close(std::chrono::milliseconds limit);
 
+    /** Nothing will be started any more. */
+    bool isClosed() const;
+
 private:
-    std::mutex mutex;
+    mutable std::mutex mutex;
     std::condition_variable allStarted;
-    bool isClosed = false;
+    bool closed = false;
     int starting = 0;
 };

@@ -62,9 +62,15 @@ QPushButton *makeObjectButton(const QString &text, const QString &objectName)
     return button;
 }
 
-QLabel *makeMetaLabel(const QString &text)
+QLabel *makeTextLabel(const QString &text, const QString &objectName)
 {
     auto *label = new QLabel(text);
-    label->setObjectName(QStringLiteral("Meta"));
+    label->setTextFormat(Qt::PlainText);
+    label->setObjectName(objectName);
     return label;
+}
+
+QLabel *makeMetaLabel(const QString &text)
+{
+    return makeTextLabel(text, QStringLiteral("Meta"));
 }

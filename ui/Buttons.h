@@ -29,5 +29,8 @@ QPushButton *makeWindowButton(const QString &glyph, const QString &accessibleNam
 /** A button whose look the application style sheet gives by `objectName`. */
 QPushButton *makeObjectButton(const QString &text, const QString &objectName);
 
+/** A label on one line, which shows its text as it is, whatever marks it holds. */
+QLabel *makeTextLabel(const QString &text, const QString &objectName);
+
 /** A label for details of a file or for a state. */
 QLabel *makeMetaLabel(const QString &text);

@@ -1,5 +1,6 @@
 #include "ui/Buttons.h"
 #include "ui/MainWindow.h"
+#include "ui/RowColumn.h"
 #include "ui/StyleSheet.h"
 
 #include <QCheckBox>
@@ -11,7 +12,8 @@
 
 namespace {
 
-QScrollArea *makeFileList(QVBoxLayout *&rowLayout)
+/** The list's scroll area; its widget's layout holds no rows yet. */
+QScrollArea *makeFileList()
 {
     auto *area = new QScrollArea;
     area->setWidgetResizable(true);
@@ -19,7 +21,7 @@ QScrollArea *makeFileList(QVBoxLayout *&rowLayout)
     area->setStyleSheet(QString::fromUtf16(StyleSheet::fileListScroll));
     auto *content = new QWidget;
     content->setStyleSheet(QString::fromUtf16(StyleSheet::fileListContent));
-    rowLayout = new QVBoxLayout(content);
+    auto *rowLayout = new QVBoxLayout(content);
     rowLayout->setContentsMargins(4, 18, 4, 18);
     rowLayout->setSpacing(10);
     rowLayout->addStretch(1);
@@ -58,7 +60,10 @@ QWidget *MainWindow::createFileListPage()
     layout->addLayout(header);
     layout->addSpacing(16);
     layout->addWidget(divider);
-    layout->addWidget(makeFileList(importRowLayout), 1);
+    QScrollArea *fileList = makeFileList();
+    layout->addWidget(fileList, 1);
+    importRows = new RowColumn(
+        fileList, [this](int index, QWidget *present) { return provideImportRow(index, present); });
 
     pageLayout->addWidget(panel, 1);
     pageLayout->addWidget(createFileListFooter());

@@ -3,6 +3,9 @@
 #include "app/Workers.h"
 #include "service/RepairRequest.h"
 #include "service/RepairResponse.h"
+#include "ui/ImportRow.h"
+#include "ui/ResultRow.h"
+#include "ui/RunState.h"
 
 #include <QHash>
 #include <QJsonObject>
@@ -19,9 +22,10 @@ class QCheckBox;
 class QLabel;
 class QPushButton;
 class QStackedWidget;
-class QVBoxLayout;
+class RowColumn;
 class ServiceGate;
 struct FrameControls;
+struct ItemResult;
 
 /**
  * The application's only top-level window: the frame and the three pages, and all state of the
@@ -72,21 +76,32 @@ private:
     QWidget *createResultFooter();
 
     QLabel *listHeaderLabel = nullptr;
-    QVBoxLayout *importRowLayout = nullptr;
+    RowColumn *importRows = nullptr;
     QLabel *progressLabel = nullptr;
     QCheckBox *advancedModeCheck = nullptr;
     QPushButton *repairButton = nullptr;
     QLabel *resultSummaryLabel = nullptr;
-    QVBoxLayout *resultRowLayout = nullptr;
+    RowColumn *resultRows = nullptr;
     QPushButton *previewButton = nullptr;
     QPushButton *saveButton = nullptr;
     QPushButton *saveAllButton = nullptr;
 
     // --- Import: workflow/Import.cpp ---
 
+    /** Asks for damaged videos and takes them in. */
     void chooseDamagedFile();
+    /**
+     * Takes files into the list, or makes them the list when `replace`; what is no file is left
+     * out, and nothing happens when nothing is left. Drops the results of earlier runs.
+     */
     void addDamagedFiles(const QStringList &paths, bool replace);
+    /** The files among `paths`, absolute and each once; logs what it leaves out. */
+    static QStringList acceptedFiles(const QStringList &paths);
+    void refreshImportSummary();
+    /** Shows the rows as they now are. */
     void refreshImportRows();
+    ImportRow::Content importRowContent(int index) const;
+    QWidget *provideImportRow(int index, QWidget *present) const;
 
     /** Absolute paths with native separators, each once, in the order of their import. */
     QStringList damagedFiles;
@@ -95,43 +110,39 @@ private:
 
     // --- Analysis: workflow/Analysis.cpp ---
 
+    /** Asks the service for the current file's metadata. */
+    void loadDamagedMetadata();
+    void takeDamagedMetadata(const QString &filePath, const RepairResponse &response);
+    void showDamagedMetadata(const QJsonObject &info);
     void showMetadataLabels(const QJsonObject &info, const QString &filePath);
+    void clearDamagedMetadata();
+    /** Enables the actions of the file list that are possible now. */
+    void updateActionButtons();
 
     /** Shown in the current file's row; empty when there is nothing to show. */
     QString damagedMetadataText;
+    /** A request for the current file is under way. */
     bool metadataLoading = false;
+    /** The last answer for the current file carried metadata. */
     bool metadataReady = false;
     /** Summaries of the current file. No page of today creates them. */
+    QLabel *titleLabel = nullptr;
+    QLabel *sizeLabel = nullptr;
     QLabel *frameRateLabel = nullptr;
     QLabel *resolutionLabel = nullptr;
     QLabel *fileLabel = nullptr;
 
     // --- Repair run: workflow/RepairRun.cpp ---
 
+    /** Repairs all files of the list, one after another, on one worker. */
     void startRepair(bool advanced);
+    void showFormatNotice();
+    void startRun(const RepairRequest &request, const QStringList &queue);
+    void setRepairRunning(bool running);
+    void beginItem(int index);
+    void finishItem(const ItemResult &result);
+    void finishRun(int succeeded, int failed, bool advanced);
 
-    /** What belongs to one run and its results. */
-    struct RunState
-    {
-        /** Playable video for advanced repair; empty when none is chosen. */
-        QString sampleFilePath;
-        /** Planned output of the first item that finished. */
-        QString firstOutputPath;
-        /** Outputs in the order of their arrival, each once. */
-        QStringList outputFiles;
-        /** For each of outputFiles, the damaged file that it came from. */
-        QStringList outputSources;
-        /** The damaged files of the run. */
-        QStringList repairQueue;
-        /** For each of repairQueue, its state in words. */
-        QStringList itemStatuses;
-        /** For each of repairQueue, whether it is repaired. */
-        QList<bool> itemSucceeded;
-        /** Restricts the preview to one damaged file; empty for all. */
-        QString previewSourcePath;
-        int repairTotal = 0;
-        bool advancedRun = false;
-    };
     RunState run;
     /** A run is going on. Nothing but the run itself ends it. */
     bool repairRunning = false;
@@ -142,7 +153,14 @@ private:
 
     // --- Results: workflow/Results.cpp ---
 
+    /** Shows rows and counters as they now are. */
     void refreshResultList();
+    ResultRow::Content resultRowContent(int index) const;
+    QWidget *provideResultRow(int index, QWidget *present);
+    /** Does what a row's button is for. */
+    void runRowAction(ResultRow::Action action, const QString &damagedFile);
+    void beginAdvancedRepair();
+    void showResultPage(int succeeded, int failed, bool advanced);
 
     // --- Preview: workflow/Preview.cpp ---
 
@@ -150,7 +168,11 @@ private:
 
     // --- Saving: workflow/Saving.cpp ---
 
+    /** Copies the outputs to where the user wants them; returns when that is done. */
     void saveResults();
+    void saveOne();
+    void saveAll();
+    QString sourceOfOutput(qsizetype index) const;
 
     // --- Start over: workflow/StartOver.cpp ---
 

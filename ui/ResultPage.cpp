@@ -1,5 +1,6 @@
 #include "ui/Buttons.h"
 #include "ui/MainWindow.h"
+#include "ui/RowColumn.h"
 #include "ui/StyleSheet.h"
 
 #include <QHBoxLayout>
@@ -22,7 +23,8 @@ QWidget *makeSummaryColumn(QLabel *summary)
     return column;
 }
 
-QScrollArea *makeResultList(QVBoxLayout *&rowLayout)
+/** The list's scroll area; its widget's layout holds no rows yet. */
+QScrollArea *makeResultList()
 {
     auto *area = new QScrollArea;
     area->setWidgetResizable(true);
@@ -30,7 +32,7 @@ QScrollArea *makeResultList(QVBoxLayout *&rowLayout)
     area->setStyleSheet(QString::fromUtf16(StyleSheet::resultScroll));
     auto *content = new QWidget;
     content->setStyleSheet(QString::fromUtf16(StyleSheet::resultContent));
-    rowLayout = new QVBoxLayout(content);
+    auto *rowLayout = new QVBoxLayout(content);
     rowLayout->setContentsMargins(0, 0, 0, 0);
     rowLayout->setSpacing(0);
     rowLayout->addStretch(1);
@@ -54,7 +56,11 @@ QWidget *MainWindow::createResultPage()
     auto *column = new QVBoxLayout;
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(makeResultList(resultRowLayout), 1);
+    QScrollArea *resultList = makeResultList();
+    column->addWidget(resultList, 1);
+    resultRows = new RowColumn(resultList, [this](int index, QWidget *present) {
+        return provideResultRow(index, present);
+    });
     column->addWidget(createResultFooter());
 
     pageLayout->addWidget(makeSummaryColumn(resultSummaryLabel));

@@ -44,6 +44,11 @@ inline constexpr char16_t fileListScroll[] =
     u"QScrollBar:vertical{background:#edf3fb;width:10px;} "
     u"QScrollBar::handle:vertical{background:#b8c7dc;border-radius:5px;}";
 inline constexpr char16_t fileListContent[] = u"background:transparent;";
+inline constexpr char16_t importRow[] =
+    u"QFrame{background:#ffffff;border-bottom:1px solid #e4ebf5;}";
+inline constexpr char16_t resultStatusOk[] = u"color:#cdd5ea;";
+/** Not repaired: still to come, or failed. */
+inline constexpr char16_t resultStatusOpen[] = u"color:#ffbd72;";
 inline constexpr char16_t resultSummary[] =
     u"color:#f4f7ff;background:#2b2d4a;border-radius:7px;padding:14px 16px;";
 inline constexpr char16_t resultScroll[] =

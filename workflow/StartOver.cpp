@@ -19,6 +19,7 @@ void MainWindow::resetToImportPage()
     // Nobody looks at them any more; those being made come to their end.
     waitingThumbs.clear();
 
+    updateActionButtons();
     if (advancedModeCheck != nullptr)
         advancedModeCheck->setChecked(false);
     pages->setCurrentIndex(ImportPage);

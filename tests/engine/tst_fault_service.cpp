@@ -139,6 +139,41 @@ private Q_SLOTS:
         QCOMPARE(readFile(output), QByteArray("some text"));
     }
 
+    void writesACompanionAndAnEmptyFile()
+    {
+        RawService service(executable());
+        QVERIFY(start(service, "serve\ncompanion outFilePath more\noutput outFilePath\nanswer x\n"
+                               "await"));
+        QVERIFY(service.connectPipes());
+        const QString output = service.root.filePath(QStringLiteral("o.mp4"));
+        QVERIFY(service.write(QStringLiteral("{\"outFilePath\":\"%1\"}").arg(output).toUtf8()));
+        QCOMPARE(service.read(), QByteArray("x"));
+        QCOMPARE(readFile(service.root.filePath(QStringLiteral("o_2.mp4"))), QByteArray("more"));
+        QVERIFY(QFile::exists(output));
+        QCOMPARE(readFile(output), QByteArray());
+    }
+
+    void obeysLinesForSomeRequests_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("number") << QByteArray("{\"method\":107}") << 3;
+        QTest::newRow("part of a text") << QByteArray("{\"method\":10,\"file\":\"/a/b.mp4\"}") << 4;
+        QTest::newRow("neither") << QByteArray("{\"method\":1070,\"file\":\"c.mp4\"}") << 5;
+        QTest::newRow("no such keys") << QByteArray("{}") << 5;
+    }
+
+    void obeysLinesForSomeRequests()
+    {
+        QFETCH(const QByteArray, request);
+        QFETCH(const int, exitCode);
+        RawService service(executable());
+        QVERIFY(start(service, "serve\nwhen method 107: exit 3\nwhen file b.mp4: exit 4\nexit 5"));
+        QVERIFY(service.connectPipes());
+        QVERIFY(service.write(request));
+        QCOMPARE(service.waitForEnd(), exitCode);
+    }
+
     void waitsForAFile()
     {
         RawService service(executable());

@@ -10,6 +10,9 @@
 //   answerSize N            sends an object of exactly N bytes
 //   echo                    sends the request back in "request", and the token in "token"
 //   output KEY TEXT         writes the text to the file that the request names under the key
+//   when KEY PART: LINE     obeys the line when the request's value under the key, a number or a
+//                           text, is PART or has it in it
+//   companion KEY TEXT      as output, to a file beside that one with "_2" behind its base name
 //   sleep MS                waits
 //   waitFile NAME           waits until there is a file of that name in the working directory
 //   await                   waits until the client has hung up
@@ -155,7 +158,11 @@ private:
         else if (verb == "echo")
             send(R"({"err_code":0,"token":")" + token + R"(","request":)" + request + "}");
         else if (verb == "output")
-            writeOutput(operand);
+            writeOutput(operand, "");
+        else if (verb == "companion")
+            writeOutput(operand, "_2");
+        else if (verb == "when")
+            obeyWhen(operand);
         else
             return false;
         return true;
@@ -197,10 +204,29 @@ private:
         });
     }
 
-    void writeOutput(const std::string &operand)
+    void obeyWhen(const std::string &operand)
     {
         const std::size_t blank = operand.find(' ');
-        std::ofstream(requestText(operand.substr(0, blank))) << operand.substr(blank + 1);
+        const std::size_t colon = operand.find(": ", blank);
+        require(colon != std::string::npos, "no line");
+        const auto object = nlohmann::json::parse(request);
+        const auto value = object.find(operand.substr(0, blank));
+        if (value == object.end())
+            return;
+        const std::string part = operand.substr(blank + 1, colon - blank - 1);
+        const bool matches = value->is_string()
+                                 ? value->get<std::string>().find(part) != std::string::npos
+                                 : value->dump() == part;
+        if (matches)
+            obey(operand.substr(colon + 2));
+    }
+
+    void writeOutput(const std::string &operand, const std::string &addition)
+    {
+        const std::size_t blank = operand.find(' ');
+        std::filesystem::path path(requestText(operand.substr(0, blank)));
+        path.replace_filename(path.stem().string() + addition + path.extension().string());
+        std::ofstream(path) << operand.substr(std::min(blank, operand.size() - 1) + 1);
     }
 
     /** The text that the request holds under a key. */

@@ -2,6 +2,9 @@
 
 #include "ui/MainWindow.h"
 
+#include <QCoreApplication>
+#include <QLayout>
+#include <QScrollArea>
 #include <QStackedWidget>
 
 /** The tests' door to what the window keeps to itself. */
@@ -24,6 +27,39 @@ public:
     QLabel *&frameRateLabel() { return window.frameRateLabel; }
     QLabel *&resolutionLabel() { return window.resolutionLabel; }
     QLabel *&fileLabel() { return window.fileLabel; }
+    QLabel *&titleLabel() { return window.titleLabel; }
+    QLabel *&sizeLabel() { return window.sizeLabel; }
+    QLabel *listHeaderLabel() { return window.listHeaderLabel; }
+    QLabel *progressLabel() { return window.progressLabel; }
+    QLabel *summaryLabel() { return window.resultSummaryLabel; }
+    QPushButton *repairButton() { return window.repairButton; }
+    QPushButton *previewButton() { return window.previewButton; }
+    QPushButton *saveButton() { return window.saveButton; }
+    QPushButton *saveAllButton() { return window.saveAllButton; }
+    QCheckBox *advancedModeCheck() { return window.advancedModeCheck; }
+
+    void chooseDamagedFile() { window.chooseDamagedFile(); }
+    void addDamagedFiles(const QStringList &paths, bool replace)
+    {
+        window.addDamagedFiles(paths, replace);
+    }
+    void refreshImportRows() { window.refreshImportRows(); }
+    /** The rows that exist as widgets, from top to bottom, once they are up to date. */
+    QList<ImportRow *> importRows() const { return rowsOf<ImportRow>(MainWindow::FileListPage); }
+
+    void loadDamagedMetadata() { window.loadDamagedMetadata(); }
+    void updateActionButtons() { window.updateActionButtons(); }
+
+    void startRepair(bool advanced) { window.startRepair(advanced); }
+    void setRepairRunning(bool running) { window.setRepairRunning(running); }
+    void refreshResultList() { window.refreshResultList(); }
+    QList<ResultRow *> resultRows() const { return rowsOf<ResultRow>(MainWindow::ResultPage); }
+    void showResultPage(int succeeded, int failed, bool advanced)
+    {
+        window.showResultPage(succeeded, failed, advanced);
+    }
+    void saveResults() { window.saveResults(); }
+
     void showMetadataLabels(const QJsonObject &info, const QString &filePath)
     {
         window.showMetadataLabels(info, filePath);
@@ -59,5 +95,19 @@ public:
     void resetToImportPage() { window.resetToImportPage(); }
 
 private:
+    template <typename Row>
+    QList<Row *> rowsOf(int page) const
+    {
+        QCoreApplication::sendPostedEvents();
+        QList<Row *> rows;
+        const QLayout *layout =
+            window.pages->widget(page)->findChild<QScrollArea *>()->widget()->layout();
+        for (int i = 0; i < layout->count(); ++i) {
+            if (auto *row = qobject_cast<Row *>(layout->itemAt(i)->widget()))
+                rows.append(row);
+        }
+        return rows;
+    }
+
     MainWindow &window;
 };

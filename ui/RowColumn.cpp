@@ -1,0 +1,143 @@
+#include "ui/RowColumn.h"
+
+#include <QEvent>
+#include <QLayoutItem>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+/** A row may be in the middle of telling of a click: it goes when that is over. */
+void discard(QWidget *row)
+{
+    row->hide();
+    row->deleteLater();
+}
+
+} // namespace
+
+RowColumn::RowColumn(QScrollArea *scrollArea, Provide provideRow)
+    : QObject(scrollArea),
+      area(scrollArea),
+      layout(qobject_cast<QVBoxLayout *>(scrollArea->widget()->layout())),
+      provide(std::move(provideRow))
+{
+    connect(area->verticalScrollBar(), &QScrollBar::valueChanged, this, &RowColumn::follow);
+    area->viewport()->installEventFilter(this);
+}
+
+void RowColumn::refresh(int rowCount)
+{
+    count = rowCount;
+    if (isRefreshDue)
+        return;
+    isRefreshDue = true;
+    QMetaObject::invokeMethod(this, &RowColumn::bringUpToDate, Qt::QueuedConnection);
+}
+
+bool RowColumn::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Resize)
+        follow();
+    return QObject::eventFilter(watched, event);
+}
+
+void RowColumn::bringUpToDate()
+{
+    isRefreshDue = false;
+    show(rangeInSight(), true);
+}
+
+void RowColumn::follow()
+{
+    // A refresh that is due looks at everything anyway.
+    if (!isRefreshDue)
+        show(rangeInSight(), false);
+}
+
+void RowColumn::show(Range wanted, bool mayHaveChanged)
+{
+    bool isChanged = wanted.first != shown.first || wanted.end != shown.end;
+    QList<QWidget *> wantedRows;
+    wantedRows.reserve(wanted.end - wanted.first);
+    for (int i = wanted.first; i < wanted.end; ++i) {
+        QWidget *present = shown.contains(i) ? rows[i - shown.first] : nullptr;
+        QWidget *row = present != nullptr && !mayHaveChanged ? present : provide(i, present);
+        if (row != present) {
+            isChanged = true;
+            if (present != nullptr)
+                discard(present);
+        }
+        wantedRows.append(row);
+    }
+    for (int i = shown.first; i < shown.end; ++i) {
+        if (!wanted.contains(i))
+            discard(rows[i - shown.first]);
+    }
+    shown = wanted;
+    rows = wantedRows;
+    if (isChanged)
+        arrange();
+}
+
+RowColumn::Range RowColumn::rangeInSight() const
+{
+    if (count == 0)
+        return {};
+    const int top = area->verticalScrollBar()->value() - layout->contentsMargins().top();
+    const int height = area->viewport()->height();
+    // Before the first row exists its height is not known: one is shown to learn it.
+    if (rowHeight == 0)
+        return {0, 1};
+    const int inSight = height / pitch() + 2;
+    // As many again above and below: scrolling by a page and the tab key find them there.
+    const int first = qBound(0, top / pitch() - inSight, count);
+    return {first, qMin(first + 3 * inSight, count)};
+}
+
+int RowColumn::pitch() const
+{
+    return rowHeight + layout->spacing();
+}
+
+void RowColumn::learnRowHeight()
+{
+    if (rowHeight != 0 || rows.isEmpty())
+        return;
+    rowHeight = qMax(1, rows.first()->sizeHint().height());
+    show(rangeInSight(), false);
+}
+
+void RowColumn::arrange()
+{
+    while (layout->count() > 0)
+        const std::unique_ptr<QLayoutItem> item(layout->takeAt(0));
+    // Room for the rows that do not exist. Spacers add no spacing of the layout's own.
+    if (shown.first > 0)
+        layout->addSpacerItem(new QSpacerItem(0, shown.first * pitch()));
+    for (QWidget *row : std::as_const(rows))
+        layout->addWidget(row);
+    if (shown.end < count)
+        layout->addSpacerItem(new QSpacerItem(0, (count - shown.end) * pitch()));
+    layout->addStretch(1);
+    learnRowHeight();
+    arrangeFocus();
+}
+
+/** The tab key goes from row to row, however long ago each was made. */
+void RowColumn::arrangeFocus()
+{
+    QWidget *previous = area;
+    for (QWidget *row : std::as_const(rows)) {
+        const auto buttons = row->findChildren<QPushButton *>();
+        for (QPushButton *button : buttons) {
+            QWidget::setTabOrder(previous, button);
+            previous = button;
+        }
+    }
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QList>
+#include <QObject>
+
+#include <functional>
+
+class QScrollArea;
+class QVBoxLayout;
+class QWidget;
+
+/**
+ * The rows of a list in a scroll area. However many there are, only those in sight and some around
+ * them exist as widgets; room is kept for the others, so that the list scrolls as if all were
+ * there. All rows have the height of the first.
+ */
+class RowColumn : public QObject
+{
+    Q_OBJECT
+
+public:
+    /**
+     * Gives the widget for a row: `present`, which has shown the row so far, when it shows the row
+     * as it now is, or else a new one without a parent. `present` is null when there is none.
+     */
+    using Provide = std::function<QWidget *(int index, QWidget *present)>;
+
+    /**
+     * @param scrollArea shows the rows; its widget has a QVBoxLayout, whose margins and spacing
+     *                   count, and which holds nothing but the rows and a last stretch
+     */
+    RowColumn(QScrollArea *scrollArea, Provide provideRow);
+
+    /**
+     * The list has `rowCount` rows, and any of them may look different now. They are brought up to
+     * date before anything is painted; calls in one go cost as much as one.
+     */
+    void refresh(int rowCount);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    /** Indexes from `first` to before `end`. */
+    struct Range
+    {
+        int first = 0;
+        int end = 0;
+
+        bool contains(int index) const { return index >= first && index < end; }
+    };
+
+    void bringUpToDate();
+    void follow();
+    void show(Range wanted, bool mayHaveChanged);
+    Range rangeInSight() const;
+    int pitch() const;
+    void learnRowHeight();
+    void arrange();
+    void arrangeFocus();
+
+    QScrollArea *area;
+    QVBoxLayout *layout;
+    Provide provide;
+    int count = 0;
+    bool isRefreshDue = false;
+    int rowHeight = 0;
+    /** Rows that exist, one widget each. */
+    Range shown;
+    QList<QWidget *> rows;
+};

@@ -1,0 +1,104 @@
+#include "workflow/FileCopy.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+// Little enough that a cancel is noticed at once, even on a slow card.
+constexpr qint64 chunkBytes = qint64{1} << 20;
+
+bool isSameFile(const QString &one, const QString &other)
+{
+    const QString canonical = QFileInfo(one).canonicalFilePath();
+    return !canonical.isEmpty() && canonical == QFileInfo(other).canonicalFilePath();
+}
+
+bool copyContent(QFile &source, QSaveFile &target, CopyProgress &progress)
+{
+    QByteArray chunk(chunkBytes, Qt::Uninitialized);
+    while (!progress.isCancelled()) {
+        const qint64 size = source.read(chunk.data(), chunk.size());
+        if (size < 0)
+            return false;
+        if (size == 0)
+            return true;
+        if (target.write(chunk.constData(), size) != size)
+            return false;
+        progress.advance(size);
+    }
+    return false;
+}
+
+bool copyFile(const FileCopy &copy, CopyProgress &progress)
+{
+    if (isSameFile(copy.source, copy.target))
+        return true;
+    QFile source(copy.source);
+    if (!source.open(QIODevice::ReadOnly))
+        return false;
+    // Wanted: gone before the copy begins, so that what stands there is never a mixture.
+    if (QFile::exists(copy.target) && !QFile::remove(copy.target))
+        return false;
+    // Under another name until it is whole.
+    QSaveFile target(copy.target);
+    return target.open(QIODevice::WriteOnly) && copyContent(source, target, progress) &&
+           target.commit();
+}
+
+} // namespace
+
+CopyProgress::State CopyProgress::state() const
+{
+    const std::lock_guard lock(mutex);
+    return current;
+}
+
+void CopyProgress::cancel()
+{
+    const std::lock_guard lock(mutex);
+    cancelled = true;
+}
+
+bool CopyProgress::isCancelled() const
+{
+    const std::lock_guard lock(mutex);
+    return cancelled;
+}
+
+void CopyProgress::setTotal(qint64 bytes)
+{
+    const std::lock_guard lock(mutex);
+    current.total = bytes;
+}
+
+void CopyProgress::begin(const QString &target)
+{
+    const std::lock_guard lock(mutex);
+    current.target = target;
+}
+
+void CopyProgress::advance(qint64 bytes)
+{
+    const std::lock_guard lock(mutex);
+    current.done += bytes;
+}
+
+int copyFiles(const QList<FileCopy> &copies, CopyProgress &progress)
+{
+    qint64 total = 0;
+    for (const FileCopy &copy : copies)
+        total += QFileInfo(copy.source).size();
+    progress.setTotal(total);
+
+    int copied = 0;
+    for (const FileCopy &copy : copies) {
+        if (progress.isCancelled())
+            break;
+        progress.begin(copy.target);
+        copied += copyFile(copy, progress) ? 1 : 0;
+    }
+    return copied;
+}
