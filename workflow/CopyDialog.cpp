@@ -104,6 +104,8 @@ void waitWithDialog(QWidget *parent, Wait &wait)
     QObject::connect(&timer, &QTimer::timeout, &dialog,
                      [&] { dialog.show(wait.progress.state()); });
     timer.start(updateMs);
+    QObject::connect(&dialog, &QProgressDialog::canceled, &dialog,
+                     [&wait] { wait.progress.cancel(); });
     wait.onDone = [&dialog] { dialog.accept(); };
     dialog.exec();
     wait.onDone = nullptr;

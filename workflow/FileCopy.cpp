@@ -19,9 +19,9 @@ bool isSameFile(const QString &one, const QString &other)
 bool copyContent(QFile &source, QSaveFile &target, CopyProgress &progress)
 {
     QByteArray chunk(chunkBytes, Qt::Uninitialized);
-    while (!progress.isCancelled()) {
+    for (;;) {
         const qint64 size = source.read(chunk.data(), chunk.size());
-        if (size < 0)
+        if (size < 0 || progress.isCancelled())
             return false;
         if (size == 0)
             return true;
@@ -29,7 +29,6 @@ bool copyContent(QFile &source, QSaveFile &target, CopyProgress &progress)
             return false;
         progress.advance(size);
     }
-    return false;
 }
 
 bool copyFile(const FileCopy &copy, CopyProgress &progress)

@@ -9,13 +9,20 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-/** Base of all tests: a warning, of Qt's or a test's own, fails the test. */
+/**
+ * Base of all tests: a warning, of Qt's or a test's own, fails the test. Left out is the one that
+ * the platform without a display gives for every dialog of a limited size.
+ */
 class TestCase : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(
+            QStringLiteral("^(?!This plugin does not support propagateSizeHints)")));
+    }
 };
 
 namespace Testing {
