@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace {
@@ -19,6 +20,7 @@ QScrollArea *makeFileList()
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
     area->setStyleSheet(QString::fromUtf16(StyleSheet::fileListScroll));
+    area->verticalScrollBar()->setStyleSheet(QString::fromUtf16(StyleSheet::scrollBarEnds));
     auto *content = new QWidget;
     content->setStyleSheet(QString::fromUtf16(StyleSheet::fileListContent));
     auto *rowLayout = new QVBoxLayout(content);

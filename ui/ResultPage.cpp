@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace {
@@ -30,6 +31,7 @@ QScrollArea *makeResultList()
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
     area->setStyleSheet(QString::fromUtf16(StyleSheet::resultScroll));
+    area->verticalScrollBar()->setStyleSheet(QString::fromUtf16(StyleSheet::scrollBarEnds));
     auto *content = new QWidget;
     content->setStyleSheet(QString::fromUtf16(StyleSheet::resultContent));
     auto *rowLayout = new QVBoxLayout(content);

@@ -49,6 +49,9 @@ QPushButton *ResultRow::makeActionButton()
         shown.action == Action::Preview
             ? makeObjectButton(QStringLiteral("Preview"), QStringLiteral("OutlineButton"))
             : makeObjectButton(QStringLiteral("Advanced Repair"), QStringLiteral("BlueButton"));
+    // The list's sheet gives its background to everything in it; buttons keep theirs.
+    button->setStyleSheet(
+        StyleSheet::rulesFor(QStringLiteral("QPushButton#") + button->objectName()));
     button->setEnabled(shown.isActionEnabled);
     connect(button, &QPushButton::clicked, this, &ResultRow::actionRequested);
     return button;

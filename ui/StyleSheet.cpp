@@ -1,5 +1,7 @@
 #include "ui/StyleSheet.h"
 
+#include <QStringList>
+
 namespace {
 
 // Latin-1. The rules for CrumbActive, Crumb and Remove address no widget of today; the sheet is
@@ -50,4 +52,16 @@ QCheckBox::indicator:checked { background: #2f83ff; }
 QString StyleSheet::application()
 {
     return QString::fromLatin1(applicationSheet);
+}
+
+QString StyleSheet::rulesFor(const QString &selector)
+{
+    QString rules;
+    const QStringList lines = application().split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (line.startsWith(selector + QLatin1Char(' ')) ||
+            line.startsWith(selector + QLatin1Char(':')))
+            rules += line + QLatin1Char('\n');
+    }
+    return rules;
 }

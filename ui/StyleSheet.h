@@ -14,6 +14,12 @@ namespace StyleSheet {
  */
 QString application();
 
+/**
+ * The lines of the application's sheet for one selector, with its states, for a widget whose
+ * surroundings' own sheet would take their place.
+ */
+QString rulesFor(const QString &selector);
+
 /** Sheets of single widgets. */
 inline constexpr char16_t crumbActive[] =
     u"QPushButton{color:#111827;font-weight:700;background:#d9ebff;border:0;border-radius:7px;"
@@ -43,6 +49,9 @@ inline constexpr char16_t fileListScroll[] =
     u"QScrollArea{background:transparent;border:none;} "
     u"QScrollBar:vertical{background:#edf3fb;width:10px;} "
     u"QScrollBar::handle:vertical{background:#b8c7dc;border-radius:5px;}";
+/** For the bars of both lists: without it they end in arrows that no colour here is made for. */
+inline constexpr char16_t scrollBarEnds[] =
+    u"QScrollBar::add-line:vertical,QScrollBar::sub-line:vertical{height:0;}";
 inline constexpr char16_t fileListContent[] = u"background:transparent;";
 inline constexpr char16_t importRow[] =
     u"QFrame{background:#ffffff;border-bottom:1px solid #e4ebf5;}";

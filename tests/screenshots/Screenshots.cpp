@@ -1,14 +1,15 @@
 // The real client, which shows one page after another and saves a picture of each:
 //
-//   Screenshots FOLDER
+//   Screenshots FOLDER VIDEOS
 //
-// writes FOLDER/NAME.png for everything that the client can show, as it is on the screen. Needs a
-// display of at least the window's size.
+// writes FOLDER/NAME.png for everything that the client can show, as it is on the screen, with the
+// damaged videos of the folder VIDEOS. Needs a display of at least the window's size.
 
 #include "app/ClientMain.h"
 #include "tests/support/WindowProbe.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QPushButton>
 #include <QScreen>
@@ -22,12 +23,13 @@ namespace {
 
 // Long enough for everything to be painted.
 constexpr int settleMs = 200;
+constexpr int waitMs = 120000;
 
 class Photographer
 {
 public:
-    Photographer(MainWindow &mainWindow, const QString &outputFolder)
-        : window(mainWindow), probe(mainWindow), folder(outputFolder)
+    Photographer(MainWindow &mainWindow, const QString &outputFolder, const QString &videoFolder)
+        : window(mainWindow), probe(mainWindow), folder(outputFolder), source(videoFolder)
     {
     }
 
@@ -35,10 +37,17 @@ public:
     {
         shoot(QStringLiteral("import-page"));
         shootMenu();
-        probe.showPage(1);
+        const QStringList files = videos();
+        probe.addDamagedFiles(files, true);
+        shoot(QStringLiteral("file-list-analyzing"));
+        waitFor([&] { return !probe.metadataLoading() && probe.pendingThumbs().isEmpty(); });
         shoot(QStringLiteral("file-list-page"));
-        probe.showPage(2);
+        probe.startRepair(false);
+        waitFor([this] { return !probe.run().outputFiles.isEmpty(); });
+        shoot(QStringLiteral("result-page-running"));
+        waitFor([this] { return !probe.repairRunning() && probe.pendingThumbs().isEmpty(); });
         shoot(QStringLiteral("result-page"));
+        shootSaving();
     }
 
 private:
@@ -63,6 +72,34 @@ private:
         std::_Exit(1);
     }
 
+    QStringList videos() const
+    {
+        QStringList paths;
+        const QFileInfoList files = QDir(source).entryInfoList(QDir::Files, QDir::Name);
+        for (const QFileInfo &file : files) {
+            if (!file.fileName().startsWith(QStringLiteral("Sample")))
+                paths.append(file.filePath());
+        }
+        return paths;
+    }
+
+    template <typename Condition>
+    static void waitFor(Condition condition)
+    {
+        require(QTest::qWaitFor(condition, waitMs), QStringLiteral("come to an end"));
+    }
+
+    /** The message that nothing is there to save: it looks like all messages. */
+    void shootSaving()
+    {
+        probe.resetToImportPage();
+        QTimer::singleShot(settleMs, &window, [this] {
+            shoot(QStringLiteral("message"));
+            qobject_cast<QDialog *>(QApplication::activeModalWidget())->accept();
+        });
+        probe.saveResults();
+    }
+
     void shootMenu()
     {
         QTimer::singleShot(0, &window, [this] {
@@ -79,6 +116,7 @@ private:
     MainWindow &window;
     WindowProbe probe;
     QString folder;
+    QString source;
 };
 
 } // namespace
@@ -87,9 +125,10 @@ int main(int argc, char *argv[])
 {
     return clientMain(argc, argv, [](MainWindow &window) {
         const QString folder = QCoreApplication::arguments().value(1);
+        const QString videos = QCoreApplication::arguments().value(2);
         QDir().mkpath(folder);
-        QTimer::singleShot(0, &window, [&window, folder] {
-            Photographer(window, folder).showEverything();
+        QTimer::singleShot(0, &window, [&window, folder, videos] {
+            Photographer(window, folder, videos).showEverything();
             window.close();
         });
     });
