@@ -2,17 +2,20 @@ find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
 
 set(VELLUMIX_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
 
-# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [EACH] [SERIAL])
+# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [EACH] [SERIAL] [UNLISTED])
 #
 # A test program with one entry for ctest; with EACH, one for each test function, which then run
-# side by side. With SERIAL nothing else runs beside it.
+# side by side. With SERIAL nothing else runs beside it; UNLISTED makes no entry.
 function(vellumix_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL" "" "SOURCES;LIBRARIES;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL;UNLISTED" "" "SOURCES;LIBRARIES;LABELS")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE vellumix_testing ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_TEST_DIR}")
     vellumix_find_libraries_beside(${name})
     add_dependencies(${name} ProgramsForTests)
+    if(arg_UNLISTED)
+        return()
+    endif()
     if(NOT arg_EACH)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES

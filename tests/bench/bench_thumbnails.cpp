@@ -5,12 +5,12 @@
 
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
+#include "tests/support/Heartbeat.h"
 #include "tests/support/OwnFolder.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
 
 #include <QElapsedTimer>
-#include <QTimer>
 
 #include <atomic>
 #include <cstdio>
@@ -22,30 +22,7 @@ namespace {
 constexpr int thumbnailCount = 1000;
 constexpr int mostServices = 8;
 constexpr qint64 longestHoldUpMs = 100;
-constexpr int beatMs = 5;
 constexpr std::chrono::milliseconds sampleInterval{20};
-
-/** Longest time between two beats of a timer of the interface thread. */
-class Heartbeat
-{
-public:
-    Heartbeat()
-    {
-        sinceBeat.start();
-        QObject::connect(&timer, &QTimer::timeout,
-                         [this] { longest = qMax(longest, sinceBeat.restart()); });
-        timer.setTimerType(Qt::PreciseTimer);
-        timer.start(beatMs);
-    }
-
-    /** In milliseconds, the timer's own interval included. */
-    qint64 longestGap() const { return longest; }
-
-private:
-    QTimer timer;
-    QElapsedTimer sinceBeat;
-    qint64 longest = 0;
-};
 
 /** Counts the running services from a thread of its own. */
 class ServiceCount
@@ -105,7 +82,7 @@ int measure()
     MainWindow window;
     window.show();
     WindowProbe probe(window);
-    const Heartbeat heartbeat;
+    Heartbeat heartbeat;
     ServiceCount services(QStringLiteral(VELLUMIX_SERVICE_ROOT "/bin/x64/RepairService.exe"));
     QElapsedTimer timer;
     timer.start();
@@ -118,11 +95,12 @@ int measure()
                 requested, static_cast<long long>(probe.sourceThumbs().size()),
                 static_cast<double>(timer.elapsed()) / 1000);
     std::printf("  most services at a time        %4d (at most %d wanted)\n", most, mostServices);
-    std::printf("  longest hold-up of the interface %lld ms (at most %lld wanted)\n",
-                heartbeat.longestGap(), longestHoldUpMs);
+    const qint64 longestHoldUp = heartbeat.takeLongest();
+    std::printf("  longest hold-up of the interface %lld ms (at most %lld wanted)\n", longestHoldUp,
+                longestHoldUpMs);
     Workers::awaitAll(std::chrono::seconds(30));
     const bool good = all && probe.sourceThumbs().size() == thumbnailCount &&
-                      most <= mostServices && heartbeat.longestGap() <= longestHoldUpMs;
+                      most <= mostServices && longestHoldUp <= longestHoldUpMs;
     return good ? 0 : 1;
 }
 

@@ -209,7 +209,7 @@ private:
         const std::size_t blank = operand.find(' ');
         const std::size_t colon = operand.find(": ", blank);
         require(colon != std::string::npos, "no line");
-        const auto object = nlohmann::json::parse(request);
+        const auto object = nlohmann::json::parse(request, nullptr, false);
         const auto value = object.find(operand.substr(0, blank));
         if (value == object.end())
             return;
