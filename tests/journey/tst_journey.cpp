@@ -175,6 +175,53 @@ private Q_SLOTS:
         QVERIFY(probe.damagedFiles().isEmpty());
     }
 
+    void oddNamesGoThroughUnharmed()
+    {
+        const QTemporaryDir folder;
+        // Longer than 260 characters, and full of what means something elsewhere.
+        QString deep = folder.path();
+        while (deep.size() < 300)
+            deep += QStringLiteral("/über %2 \"quoted\" 'folder' 映画");
+        QVERIFY(QDir().mkpath(deep));
+        const QStringList names = {QStringLiteral("%1 <b>свадьба & \"50%\" 'x'"),
+                                   QStringLiteral("two\nlines  and  blanks")};
+        QStringList damaged;
+        for (const QString &name : names) {
+            damaged.append(deep + QLatin1Char('/') + name + QStringLiteral(".avi"));
+            QVERIFY(QFile::copy(demo(QStringLiteral("Garden without index.avi")), damaged.last()));
+        }
+        MainWindow window;
+        window.show();
+        WindowProbe probe(window);
+        Modals modals;
+        drop(window, damaged);
+        QCOMPARE(probe.damagedFiles(), damaged);
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading() && probe.pendingThumbs().isEmpty(),
+                                 longMs);
+        QCOMPARE(probe.sourceThumbs().size(), 2);
+        QVERIFY(!probe.damagedMetadataText().isEmpty());
+        press(window, QStringLiteral("Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning() && probe.pendingThumbs().isEmpty(), longMs);
+        QCOMPARE(probe.run().itemSucceeded, (QList<bool>{true, true}));
+        QCOMPARE(probe.resultThumbs().size(), 2);
+
+        // Without quotes: the file dialog takes typed ones for its own.
+        const QString target = folder.filePath(QStringLiteral("saved %1 映画"));
+        QVERIFY(QDir().mkpath(target));
+        modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target});
+        modals.expectMessage(QStringLiteral("Save Complete"),
+                             QStringLiteral("Saved 2 file(s) to:\n") + target);
+        press(window, QStringLiteral("Save All (2)"));
+        QCOMPARE(modals.problems(), QStringList());
+        for (int i = 0; i < 2; ++i) {
+            const QString saved =
+                target +
+                QStringLiteral("/%1_%2_repaired.avi").arg(names[i], QString::number(i + 1));
+            QCOMPARE(readFile(saved), readFile(probe.run().outputFiles[i]));
+            QCOMPARE(decodeErrors(saved), QString());
+        }
+    }
+
     void cleanupTestCase()
     {
         QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
