@@ -60,9 +60,9 @@ QWidget *MainWindow::createResultPage()
     column->setSpacing(0);
     QScrollArea *resultList = makeResultList();
     column->addWidget(resultList, 1);
-    resultRows = new RowColumn(resultList, [this](int index, QWidget *present) {
-        return provideResultRow(index, present);
-    });
+    resultRows = new RowColumn(
+        resultList, [this] { return run.repairQueue.size(); },
+        [this](int index, QWidget *present) { return provideResultRow(index, present); });
     column->addWidget(createResultFooter());
 
     pageLayout->addWidget(makeSummaryColumn(resultSummaryLabel));

@@ -21,19 +21,19 @@ void discard(QWidget *row)
 
 } // namespace
 
-RowColumn::RowColumn(QScrollArea *scrollArea, Provide provideRow)
+RowColumn::RowColumn(QScrollArea *scrollArea, Count countRows, Provide provideRow)
     : QObject(scrollArea),
       area(scrollArea),
       layout(qobject_cast<QVBoxLayout *>(scrollArea->widget()->layout())),
+      countNow(std::move(countRows)),
       provide(std::move(provideRow))
 {
     connect(area->verticalScrollBar(), &QScrollBar::valueChanged, this, &RowColumn::follow);
     area->viewport()->installEventFilter(this);
 }
 
-void RowColumn::refresh(int rowCount)
+void RowColumn::refresh()
 {
-    count = rowCount;
     if (isRefreshDue)
         return;
     isRefreshDue = true;
@@ -50,19 +50,20 @@ bool RowColumn::eventFilter(QObject *watched, QEvent *event)
 void RowColumn::bringUpToDate()
 {
     isRefreshDue = false;
+    count = static_cast<int>(countNow());
     show(rangeInSight(), true);
 }
 
 void RowColumn::follow()
 {
-    // A refresh that is due looks at everything anyway.
-    if (!isRefreshDue)
+    // A refresh that is due looks at everything anyway; until then the list may be another.
+    if (!isRefreshDue && countNow() == count)
         show(rangeInSight(), false);
 }
 
 void RowColumn::show(Range wanted, bool mayHaveChanged)
 {
-    bool isChanged = wanted.first != shown.first || wanted.end != shown.end;
+    bool isChanged = mayHaveChanged || wanted.first != shown.first || wanted.end != shown.end;
     QList<QWidget *> wantedRows;
     wantedRows.reserve(wanted.end - wanted.first);
     for (int i = wanted.first; i < wanted.end; ++i) {
@@ -91,7 +92,7 @@ RowColumn::Range RowColumn::rangeInSight() const
         return {};
     const int top = area->verticalScrollBar()->value() - layout->contentsMargins().top();
     const int height = area->viewport()->height();
-    // Before the first row exists its height is not known: one is shown to learn it.
+    // Before there are rows their height is not known: one is shown to learn it.
     if (rowHeight == 0)
         return {0, 1};
     const int inSight = height / pitch() + 2;
@@ -105,12 +106,15 @@ int RowColumn::pitch() const
     return rowHeight + layout->spacing();
 }
 
-void RowColumn::learnRowHeight()
+/** A row may be higher than most: a name may have several lines. */
+int RowColumn::lowestRow() const
 {
-    if (rowHeight != 0 || rows.isEmpty())
-        return;
-    rowHeight = qMax(1, rows.first()->sizeHint().height());
-    show(rangeInSight(), false);
+    int lowest = 0;
+    for (const QWidget *row : rows) {
+        const int height = qMax(row->minimumHeight(), row->sizeHint().height());
+        lowest = lowest == 0 ? height : qMin(lowest, height);
+    }
+    return lowest;
 }
 
 void RowColumn::arrange()
@@ -125,8 +129,11 @@ void RowColumn::arrange()
     if (shown.end < count)
         layout->addSpacerItem(new QSpacerItem(0, (count - shown.end) * pitch()));
     layout->addStretch(1);
-    learnRowHeight();
     arrangeFocus();
+    if (const int lowest = lowestRow(); lowest != rowHeight) {
+        rowHeight = lowest;
+        show(rangeInSight(), true);
+    }
 }
 
 /** The tab key goes from row to row, however long ago each was made. */

@@ -12,7 +12,7 @@ class QWidget;
 /**
  * The rows of a list in a scroll area. However many there are, only those in sight and some around
  * them exist as widgets; room is kept for the others, so that the list scrolls as if all were
- * there. All rows have the height of the first.
+ * there. The others are taken to be as high as the lowest of those.
  */
 class RowColumn : public QObject
 {
@@ -25,17 +25,20 @@ public:
      */
     using Provide = std::function<QWidget *(int index, QWidget *present)>;
 
+    /** Tells how many rows the list has now. */
+    using Count = std::function<qsizetype()>;
+
     /**
      * @param scrollArea shows the rows; its widget has a QVBoxLayout, whose margins and spacing
      *                   count, and which holds nothing but the rows and a last stretch
      */
-    RowColumn(QScrollArea *scrollArea, Provide provideRow);
+    RowColumn(QScrollArea *scrollArea, Count countRows, Provide provideRow);
 
     /**
-     * The list has `rowCount` rows, and any of them may look different now. They are brought up to
-     * date before anything is painted; calls in one go cost as much as one.
+     * The list may have become longer or shorter, and any row may look different now. The rows are
+     * brought up to date before anything is painted; calls in one go cost as much as one.
      */
-    void refresh(int rowCount);
+    void refresh();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -55,13 +58,15 @@ private:
     void show(Range wanted, bool mayHaveChanged);
     Range rangeInSight() const;
     int pitch() const;
-    void learnRowHeight();
+    int lowestRow() const;
     void arrange();
     void arrangeFocus();
 
     QScrollArea *area;
     QVBoxLayout *layout;
+    Count countNow;
     Provide provide;
+    /** How many rows the list had when it was last brought up to date. */
     int count = 0;
     bool isRefreshDue = false;
     int rowHeight = 0;

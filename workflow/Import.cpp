@@ -62,6 +62,7 @@ void MainWindow::addDamagedFiles(const QStringList &paths, bool replace)
     damagedFilePath = damagedFiles.first();
 
     run = {};
+    refreshResultList();
     metadataLoading = false;
     metadataReady = false;
     refreshImportSummary();
@@ -116,7 +117,7 @@ void MainWindow::refreshImportSummary()
 void MainWindow::refreshImportRows()
 {
     if (importRows != nullptr)
-        importRows->refresh(static_cast<int>(damagedFiles.size()));
+        importRows->refresh();
 }
 
 ImportRow::Content MainWindow::importRowContent(int index) const

@@ -22,7 +22,7 @@ void MainWindow::refreshResultList()
 {
     if (resultRows == nullptr)
         return;
-    resultRows->refresh(static_cast<int>(run.repairQueue.size()));
+    resultRows->refresh();
     const qsizetype total = run.repairTotal >= 1 ? run.repairTotal : run.repairQueue.size();
     resultSummaryLabel->setText(
         TextPattern::fill(QStringLiteral("All Videos       %1/%2"), run.succeededCount(), total));

@@ -20,6 +20,8 @@ void MainWindow::resetToImportPage()
     waitingThumbs.clear();
 
     updateActionButtons();
+    refreshImportRows();
+    refreshResultList();
     if (advancedModeCheck != nullptr)
         advancedModeCheck->setChecked(false);
     pages->setCurrentIndex(ImportPage);
