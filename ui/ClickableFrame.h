@@ -5,8 +5,8 @@
 #include <functional>
 
 /**
- * A frame that tells of clicks with the left button. A double click is told as well, after its
- * first press has been told as a click.
+ * A frame that tells of clicks with the left button. A double click is told as two clicks, with the
+ * double click told before the second. A callback must not delete the frame at once.
  */
 class ClickableFrame : public QFrame
 {

@@ -1,5 +1,7 @@
 #include "ui/DropLineEdit.h"
 
+#include "ui/DropAction.h"
+
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -14,7 +16,7 @@ DropLineEdit::DropLineEdit(const QString &text, QWidget *parent) : QLineEdit(tex
 void DropLineEdit::dragEnterEvent(QDragEnterEvent *event)
 {
     if (event->mimeData()->hasUrls())
-        event->acceptProposedAction();
+        acceptAsCopy(event);
     else
         QLineEdit::dragEnterEvent(event);
 }
@@ -30,5 +32,5 @@ void DropLineEdit::dropEvent(QDropEvent *event)
     setText(QDir::toNativeSeparators(path));
     if (onFileDropped)
         onFileDropped(path);
-    event->acceptProposedAction();
+    acceptAsCopy(event);
 }

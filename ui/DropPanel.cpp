@@ -1,5 +1,7 @@
 #include "ui/DropPanel.h"
 
+#include "ui/DropAction.h"
+
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QMimeData>
@@ -28,7 +30,7 @@ DropPanel::DropPanel(QWidget *parent) : QFrame(parent)
 void DropPanel::dragEnterEvent(QDragEnterEvent *event)
 {
     if (event->mimeData()->hasUrls())
-        event->acceptProposedAction();
+        acceptAsCopy(event);
 }
 
 void DropPanel::dropEvent(QDropEvent *event)
@@ -42,5 +44,5 @@ void DropPanel::dropEvent(QDropEvent *event)
         onFileDropped(paths.first());
     else
         return;
-    event->acceptProposedAction();
+    acceptAsCopy(event);
 }

@@ -65,7 +65,8 @@ QWidget *MainWindow::createFileListPage()
     QScrollArea *fileList = makeFileList();
     layout->addWidget(fileList, 1);
     importRows = new RowColumn(
-        fileList, [this](int index, QWidget *present) { return provideImportRow(index, present); });
+        fileList, [this] { return damagedFiles.size(); },
+        [this](int index, QWidget *present) { return provideImportRow(index, present); });
 
     pageLayout->addWidget(panel, 1);
     pageLayout->addWidget(createFileListFooter());

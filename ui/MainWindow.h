@@ -178,6 +178,8 @@ private:
 
     /** Drops all files and results, and shows the import page. A run that is going on goes on. */
     void resetToImportPage();
+    /** Forgets the last run and its results. */
+    void dropRun();
 
     // --- Data folders: workflow/Folders.cpp ---
 
@@ -210,6 +212,8 @@ private:
     /** Has a thumbnail made and shown, unless it is there or on its way. */
     void requestThumbnail(const QString &key, const QString &videoPath, bool isResult);
     void startWaitingThumbnails();
+    /** Lets those go that wait for files that are not in the list any more. */
+    void dropUnwantedThumbnails();
     void startThumbnail(const ThumbnailJob &job);
     void takeThumbnail(const ThumbnailJob &job, const RepairResponse &response);
 

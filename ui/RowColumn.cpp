@@ -1,5 +1,6 @@
 #include "ui/RowColumn.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QLayoutItem>
 #include <QPushButton>
@@ -17,6 +18,12 @@ void discard(QWidget *row)
 {
     row->hide();
     row->deleteLater();
+}
+
+bool hasFocus(const QWidget *row)
+{
+    const QWidget *focus = QApplication::focusWidget();
+    return focus != nullptr && row->isAncestorOf(focus);
 }
 
 } // namespace
@@ -63,27 +70,52 @@ void RowColumn::follow()
 
 void RowColumn::show(Range wanted, bool mayHaveChanged)
 {
+    // Adding and hiding rows may scroll the list, which asks for rows again.
+    if (isShowing)
+        return;
+    isShowing = true;
     bool isChanged = mayHaveChanged || wanted.first != shown.first || wanted.end != shown.end;
     QList<QWidget *> wantedRows;
+    QList<QWidget *> discarded;
+    QWidget *focused = nullptr;
     wantedRows.reserve(wanted.end - wanted.first);
     for (int i = wanted.first; i < wanted.end; ++i) {
         QWidget *present = shown.contains(i) ? rows[i - shown.first] : nullptr;
         QWidget *row = present != nullptr && !mayHaveChanged ? present : provide(i, present);
-        if (row != present) {
+        if (present != nullptr && row != present) {
             isChanged = true;
-            if (present != nullptr)
-                discard(present);
+            discarded.append(present);
+            if (hasFocus(present))
+                focused = row;
         }
         wantedRows.append(row);
     }
     for (int i = shown.first; i < shown.end; ++i) {
         if (!wanted.contains(i))
-            discard(rows[i - shown.first]);
+            discarded.append(rows[i - shown.first]);
     }
     shown = wanted;
     rows = wantedRows;
     if (isChanged)
         arrange();
+    leave(discarded, focused);
+    isShowing = false;
+    // It may have been scrolled meanwhile.
+    if (const Range now = rangeInSight(); now.first != shown.first || now.end != shown.end)
+        refresh();
+}
+
+/** Lets rows go, and the focus with them: to the row that takes one's place, or to the list. */
+void RowColumn::leave(const QList<QWidget *> &discarded, QWidget *successor)
+{
+    for (QWidget *row : discarded) {
+        if (hasFocus(row)) {
+            auto *button = successor != nullptr ? successor->findChild<QPushButton *>() : nullptr;
+            (button != nullptr ? static_cast<QWidget *>(button) : area)
+                ->setFocus(Qt::OtherFocusReason);
+        }
+        discard(row);
+    }
 }
 
 RowColumn::Range RowColumn::rangeInSight() const
@@ -91,7 +123,8 @@ RowColumn::Range RowColumn::rangeInSight() const
     if (count == 0)
         return {};
     const int top = area->verticalScrollBar()->value() - layout->contentsMargins().top();
-    const int height = area->viewport()->height();
+    // Without regard to the horizontal bar, which comes and goes with the rows that there are.
+    const int height = area->maximumViewportSize().height();
     // Before there are rows their height is not known: one is shown to learn it.
     if (rowHeight == 0)
         return {0, 1};
@@ -132,7 +165,7 @@ void RowColumn::arrange()
     arrangeFocus();
     if (const int lowest = lowestRow(); lowest != rowHeight) {
         rowHeight = lowest;
-        show(rangeInSight(), true);
+        refresh();
     }
 }
 

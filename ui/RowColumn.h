@@ -56,6 +56,7 @@ private:
     void bringUpToDate();
     void follow();
     void show(Range wanted, bool mayHaveChanged);
+    void leave(const QList<QWidget *> &discarded, QWidget *successor);
     Range rangeInSight() const;
     int pitch() const;
     int lowestRow() const;
@@ -69,6 +70,7 @@ private:
     /** How many rows the list had when it was last brought up to date. */
     int count = 0;
     bool isRefreshDue = false;
+    bool isShowing = false;
     int rowHeight = 0;
     /** Rows that exist, one widget each. */
     Range shown;

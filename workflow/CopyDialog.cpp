@@ -27,7 +27,6 @@ struct Wait
 {
     CopyProgress progress;
     bool isDone = false;
-    int copied = 0;
     /** Told when the copies are done; null while nobody waits. */
     std::function<void()> onDone;
 };
@@ -35,26 +34,29 @@ struct Wait
 void startCopies(Workers &workers, const QList<FileCopy> &copies, const std::shared_ptr<Wait> &wait)
 {
     workers.start([copies, wait](const Workers::WayBack &wayBack) {
-        const int copied = copyFiles(copies, wait->progress);
-        wayBack.post([wait, copied] {
+        copyFiles(copies, wait->progress);
+        wayBack.post([wait] {
             wait->isDone = true;
-            wait->copied = copied;
             if (wait->onDone)
                 wait->onDone();
         });
     });
 }
 
-/** Waits with the window painted but deaf, until it is done or the time is over. */
-void waitQuietly(Wait &wait, int limitMs)
+/**
+ * Waits with the window painted but deaf, until it is done or the time is over. Returns false when
+ * there is no waiting any more, since the program is being closed.
+ */
+bool waitQuietly(Wait &wait, int limitMs)
 {
     if (wait.isDone)
-        return;
+        return true;
     QEventLoop loop;
     wait.onDone = [&loop] { loop.quit(); };
     QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    const int result = loop.exec(QEventLoop::ExcludeUserInputEvents);
     wait.onDone = nullptr;
+    return result >= 0;
 }
 
 class CopyDialog : public QProgressDialog
@@ -119,9 +121,11 @@ CopyOutcome copyWithProgress(QWidget *parent, Workers &workers, const QList<File
     startCopies(workers, copies, wait);
     waitQuietly(*wait, quietMs);
     waitWithDialog(parent, *wait);
-    if (!wait->isDone) {
+    if (!wait->isDone)
         wait->progress.cancel();
-        waitQuietly(*wait, quietMs);
+    // A copy that was whole when the cancel came still takes its place, which a slow card makes
+    // last.
+    while (!wait->isDone && waitQuietly(*wait, quietMs)) {
     }
-    return {.copied = wait->copied, .isCancelled = wait->progress.isCancelled()};
+    return {.copied = wait->progress.state().copied, .isCancelled = wait->progress.isCancelled()};
 }

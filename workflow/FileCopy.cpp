@@ -35,16 +35,14 @@ bool copyFile(const FileCopy &copy, CopyProgress &progress)
 {
     if (isSameFile(copy.source, copy.target))
         return true;
-    QFile source(copy.source);
-    if (!source.open(QIODevice::ReadOnly))
-        return false;
-    // Wanted: gone before the copy begins, so that what stands there is never a mixture.
+    // Wanted: gone before the copy begins, so that what stands there is the copy or nothing.
     if (QFile::exists(copy.target) && !QFile::remove(copy.target))
         return false;
+    QFile source(copy.source);
     // Under another name until it is whole.
     QSaveFile target(copy.target);
-    return target.open(QIODevice::WriteOnly) && copyContent(source, target, progress) &&
-           target.commit();
+    return source.open(QIODevice::ReadOnly) && target.open(QIODevice::WriteOnly) &&
+           copyContent(source, target, progress) && target.commit();
 }
 
 } // namespace
@@ -85,6 +83,12 @@ void CopyProgress::advance(qint64 bytes)
     current.done += bytes;
 }
 
+void CopyProgress::finishOne()
+{
+    const std::lock_guard lock(mutex);
+    ++current.copied;
+}
+
 int copyFiles(const QList<FileCopy> &copies, CopyProgress &progress)
 {
     qint64 total = 0;
@@ -92,12 +96,12 @@ int copyFiles(const QList<FileCopy> &copies, CopyProgress &progress)
         total += QFileInfo(copy.source).size();
     progress.setTotal(total);
 
-    int copied = 0;
     for (const FileCopy &copy : copies) {
         if (progress.isCancelled())
             break;
         progress.begin(copy.target);
-        copied += copyFile(copy, progress) ? 1 : 0;
+        if (copyFile(copy, progress))
+            progress.finishOne();
     }
-    return copied;
+    return progress.state().copied;
 }

@@ -23,6 +23,8 @@ public:
         /** Bytes that are copied, and bytes in all, over all files. */
         qint64 done = 0;
         qint64 total = 0;
+        /** Files that are copied whole. */
+        int copied = 0;
     };
 
     State state() const;
@@ -34,6 +36,7 @@ public:
     void setTotal(qint64 bytes);
     void begin(const QString &target);
     void advance(qint64 bytes);
+    void finishOne();
 
 private:
     mutable std::mutex mutex;

@@ -40,6 +40,8 @@ void appendNew(QStringList &list, const QStringList &paths)
 
 void MainWindow::chooseDamagedFile()
 {
+    // Looked at before: a run that goes on may show its results while the dialog is open.
+    const bool isOnList = pages->currentIndex() == FileListPage;
     const QStringList chosen = QFileDialog::getOpenFileNames(
         this, QStringLiteral("Select Videos to Repair"), {}, importFilter());
     if (chosen.isEmpty()) {
@@ -47,8 +49,7 @@ void MainWindow::chooseDamagedFile()
         return;
     }
     LOG_INFO(QStringLiteral("Damaged files selected, count=%1"), chosen.size());
-    const bool isAdding = pages->currentIndex() == FileListPage && !damagedFiles.isEmpty();
-    addDamagedFiles(chosen, !isAdding);
+    addDamagedFiles(chosen, !isOnList || damagedFiles.isEmpty());
 }
 
 void MainWindow::addDamagedFiles(const QStringList &paths, bool replace)
@@ -61,8 +62,8 @@ void MainWindow::addDamagedFiles(const QStringList &paths, bool replace)
     appendNew(damagedFiles, accepted);
     damagedFilePath = damagedFiles.first();
 
-    run = {};
-    refreshResultList();
+    dropRun();
+    dropUnwantedThumbnails();
     metadataLoading = false;
     metadataReady = false;
     refreshImportSummary();

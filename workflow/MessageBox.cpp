@@ -1,6 +1,7 @@
 #include "workflow/MessageBox.h"
 
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace {
 
@@ -8,6 +9,7 @@ void show(QMessageBox::Icon icon, QWidget *parent, const QString &title, const Q
 {
     QMessageBox box(icon, title, text, QMessageBox::Ok, parent);
     box.setTextFormat(Qt::PlainText);
+    box.button(QMessageBox::Ok)->setCursor(Qt::PointingHandCursor);
     box.exec();
 }
 

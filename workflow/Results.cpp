@@ -3,6 +3,7 @@
 #include "ui/MainWindow.h"
 #include "ui/RowColumn.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
@@ -70,6 +71,9 @@ QWidget *MainWindow::provideResultRow(int index, QWidget *present)
 
 void MainWindow::runRowAction(ResultRow::Action action, const QString &damagedFile)
 {
+    // Told of late: the item may be gone, or a second click may come while the first is at work.
+    if (!run.repairQueue.contains(damagedFile) || QApplication::activeModalWidget() != nullptr)
+        return;
     if (action == ResultRow::Action::Preview) {
         run.previewSourcePath = damagedFile;
         showPreviewDialog();

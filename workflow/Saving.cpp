@@ -58,20 +58,18 @@ void MainWindow::saveOne()
 
 void MainWindow::saveAll()
 {
-    // As they are now: a run that goes on may add to them while the dialogs are open.
-    QList<FileCopy> copies;
-    copies.reserve(run.outputFiles.size());
-    for (qsizetype i = 0; i < run.outputFiles.size(); ++i)
-        copies.append({.source = run.outputFiles[i],
-                       .target = numberedSaveName(sourceOfOutput(i), i + 1, run.outputFiles[i])});
-
     const QString folder = QFileDialog::getExistingDirectory(
         this, QStringLiteral("Select Save Folder"), QFileInfo(damagedFilePath).absolutePath(),
         QFileDialog::ShowDirsOnly);
     if (folder.isEmpty())
         return;
-    for (FileCopy &copy : copies)
-        copy.target = QDir(folder).absoluteFilePath(copy.target);
+    QList<FileCopy> copies;
+    copies.reserve(run.outputFiles.size());
+    for (qsizetype i = 0; i < run.outputFiles.size(); ++i) {
+        const QString &output = run.outputFiles[i];
+        const QString name = numberedSaveName(sourceOfOutput(i), i + 1, output);
+        copies.append({.source = output, .target = QDir(folder).absoluteFilePath(name)});
+    }
     const CopyOutcome outcome = copyWithProgress(this, workers, copies);
     if (outcome.copied > 0)
         tellSaved(this,

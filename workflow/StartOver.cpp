@@ -1,6 +1,7 @@
 #include "ui/MainWindow.h"
 
 #include <QCheckBox>
+#include <QLabel>
 #include <QStackedWidget>
 
 void MainWindow::resetToImportPage()
@@ -10,19 +11,25 @@ void MainWindow::resetToImportPage()
     damagedMetadataText.clear();
     metadataLoading = false;
     metadataReady = false;
-    // Wanted: repairRunning stays. A run that is going on ends when it ends, and no other may
-    // begin before.
-    run = {};
     sourceThumbs.clear();
     resultThumbs.clear();
     pendingThumbs.clear();
-    // Nobody looks at them any more; those being made come to their end.
-    waitingThumbs.clear();
+    dropUnwantedThumbnails();
+    dropRun();
 
     updateActionButtons();
     refreshImportRows();
-    refreshResultList();
     if (advancedModeCheck != nullptr)
         advancedModeCheck->setChecked(false);
     pages->setCurrentIndex(ImportPage);
+}
+
+// Wanted: repairRunning stays. A run that is going on ends when it ends, and no other may begin
+// before.
+void MainWindow::dropRun()
+{
+    run = {};
+    if (progressLabel != nullptr && !repairRunning)
+        progressLabel->clear();
+    refreshResultList();
 }

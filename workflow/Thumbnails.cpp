@@ -91,3 +91,15 @@ void MainWindow::takeThumbnail(const ThumbnailJob &job, const RepairResponse &re
     // A source's picture stands in for a result's that is still to come.
     refreshResultList();
 }
+
+void MainWindow::dropUnwantedThumbnails()
+{
+    const QSet<QString> wanted(damagedFiles.cbegin(), damagedFiles.cend());
+    const auto isUnwanted = [&](const ThumbnailJob &job) {
+        if (wanted.contains(job.key))
+            return false;
+        pendingThumbs.remove(job.pendingKey);
+        return true;
+    };
+    waitingThumbs.removeIf(isUnwanted);
+}
