@@ -14,6 +14,7 @@ public:
     explicit WindowProbe(MainWindow &mainWindow) : window(mainWindow) {}
 
     int page() const { return window.pages->currentIndex(); }
+    QWidget *pageWidget(int index) const { return window.pages->widget(index); }
     void showPage(int index) { window.pages->setCurrentIndex(index); }
 
     QStringList &damagedFiles() { return window.damagedFiles; }
@@ -59,6 +60,7 @@ public:
         window.showResultPage(succeeded, failed, advanced);
     }
     void saveResults() { window.saveResults(); }
+    ResultRow::Content resultRowContent(int index) const { return window.resultRowContent(index); }
 
     void showMetadataLabels(const QJsonObject &info, const QString &filePath)
     {
