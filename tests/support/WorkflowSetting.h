@@ -41,7 +41,7 @@ public:
     /** A video that is as good as any for the fault service. */
     QString file(const QString &name, const QByteArray &content = "video") const
     {
-        const QString path = fault.path(QStringLiteral("videos/") + name);
+        QString path = fault.path(QStringLiteral("videos/") + name);
         if (!QFile::exists(path))
             writeFile(path, content);
         return path;
@@ -87,14 +87,17 @@ public:
         return waitUntilIdle();
     }
 
+    /** Waits until no service has anything to do any more, and what came of it is shown. */
     bool waitUntilIdle()
     {
-        return QTest::qWaitFor(
+        const bool isIdle = QTest::qWaitFor(
             [this] {
                 return !probe.metadataLoading() && !probe.repairRunning() &&
                        probe.runningThumbs() == 0 && probe.waitingThumbCount() == 0;
             },
             50000);
+        settle();
+        return isIdle;
     }
 
     /** "LEVEL message" of this thread's lines so far that have a part in them. */

@@ -17,6 +17,8 @@
 #include <QScrollBar>
 #include <QUrl>
 
+#include <sys/stat.h>
+
 namespace {
 
 const QString dialogTitle = QStringLiteral("Select Videos to Repair");
@@ -239,6 +241,23 @@ private Q_SLOTS:
         QCOMPARE(setting.log(QStringLiteral("Skipped")),
                  (QStringList{skipped + missing, skipped + folder, skipped + padded,
                               skipped + QStringLiteral("no-such-relative.mp4")}));
+    }
+
+    void linksToFilesAreFiles()
+    {
+        WorkflowSetting setting;
+        const QString file = setting.file(QStringLiteral("file.mp4"));
+        const QString link = setting.fault.path(QStringLiteral("link.mp4"));
+        const QString dangling = setting.fault.path(QStringLiteral("dangling.mp4"));
+        const QString pipe = setting.fault.path(QStringLiteral("pipe.mp4"));
+        QVERIFY(QFile::link(file, link));
+        QVERIFY(QFile::link(QStringLiteral("/no/such/file"), dangling));
+        QCOMPARE(mkfifo(qPrintable(pipe), 0600), 0);
+        setting.probe.addDamagedFiles({link, dangling, pipe, file}, true);
+        QCOMPARE(setting.probe.damagedFiles(), (QStringList{link, file}));
+        const QString skipped = QStringLiteral("WARN Skipped invalid damaged file, path=");
+        QCOMPARE(setting.log(QStringLiteral("Skipped")),
+                 (QStringList{skipped + dangling, skipped + pipe}));
     }
 
     void formatAndSizeDoNotMatter()
@@ -767,7 +786,6 @@ void doSomething(WorkflowSetting &setting, QRandomGenerator &random, const QStri
     QScrollBar *bar = setting.list(1)->verticalScrollBar();
     switch (random.bounded(12)) {
     case 0:
-        WorkflowSetting::settle();
         probe.resetToImportPage();
         if (random.bounded(2) == 0)
             QCoreApplication::processEvents();
@@ -810,7 +828,7 @@ void ImportTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
     QStringList pool;
     for (int i = 0; i < 150; ++i) {
         pool.append(setting.file(QStringLiteral("%1 clip.%2").arg(i).arg(i % 7),
-                                 QByteArray(i * 1000, 'v')));
+                                 QByteArray(qsizetype(i) * 1000, 'v')));
         // Their pictures are of an earlier day.
         if (i % 2 == 0)
             writeFile(WindowProbe::thumbnailPath(pool.last(), false), "photo");

@@ -53,7 +53,7 @@ QStringList repairingBy(const QStringList &lines)
 class TextWatch : public QObject
 {
 public:
-    explicit TextWatch(const QLabel &watchedLabel) : label(watchedLabel)
+    explicit TextWatch(const QLabel &watchedLabel) : label(watchedLabel), seen(label.text())
     {
         qApp->installEventFilter(this);
     }
@@ -360,10 +360,11 @@ private Q_SLOTS:
         QVERIFY(setting.importFiles(setting.files(2)));
         const TextWatch watch(*setting.probe.progressLabel());
         QVERIFY(runToEnd(setting));
+        // Empty before the run and, for a moment, at its end.
         QCOMPARE(watch.texts(),
-                 (QStringList{QStringLiteral("Processing..."), QStringLiteral("Completed 1/2"),
-                              QStringLiteral("Completed 2/2"),
-                              QStringLiteral("Generated 2 output file(s)")}));
+                 (QStringList{QString(), QStringLiteral("Processing..."),
+                              QStringLiteral("Completed 1/2"), QStringLiteral("Completed 2/2"),
+                              QString(), QStringLiteral("Generated 2 output file(s)")}));
     }
 
     void theQueueIsASnapshot()

@@ -656,8 +656,9 @@ void doSomething(WorkflowSetting &setting, QRandomGenerator &random)
     QScrollBar *bar = setting.list(2)->verticalScrollBar();
     switch (random.bounded(12)) {
     case 0:
-        setting.probe.run() = {};
-        setting.probe.refreshResultList();
+        setting.probe.resetToImportPage();
+        WorkflowSetting::settle();
+        setting.probe.showPage(2);
         break;
     case 1:
     case 2:
