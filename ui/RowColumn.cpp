@@ -58,22 +58,32 @@ void RowColumn::bringUpToDate()
 {
     isRefreshDue = false;
     count = static_cast<int>(countNow());
-    show(rangeInSight(), true);
+    update(true);
 }
 
 void RowColumn::follow()
 {
     // A refresh that is due looks at everything anyway; until then the list may be another.
     if (!isRefreshDue && countNow() == count)
-        show(rangeInSight(), false);
+        update(false);
+}
+
+void RowColumn::update(bool mayHaveChanged)
+{
+    // Adding and hiding rows may scroll the list, which asks for rows again.
+    if (isUpdating)
+        return;
+    isUpdating = true;
+    show(rangeInSight(), mayHaveChanged);
+    if (learnRowHeight())
+        show(rangeInSight(), true);
+    isUpdating = false;
+    if (const Range now = rangeInSight(); now.first != shown.first || now.end != shown.end)
+        refresh();
 }
 
 void RowColumn::show(Range wanted, bool mayHaveChanged)
 {
-    // Adding and hiding rows may scroll the list, which asks for rows again.
-    if (isShowing)
-        return;
-    isShowing = true;
     bool isChanged = mayHaveChanged || wanted.first != shown.first || wanted.end != shown.end;
     QList<QWidget *> wantedRows;
     QList<QWidget *> discarded;
@@ -99,10 +109,6 @@ void RowColumn::show(Range wanted, bool mayHaveChanged)
     if (isChanged)
         arrange();
     leave(discarded, focused);
-    isShowing = false;
-    // It may have been scrolled meanwhile.
-    if (const Range now = rangeInSight(); now.first != shown.first || now.end != shown.end)
-        refresh();
 }
 
 /** Lets rows go, and the focus with them: to the row that takes one's place, or to the list. */
@@ -139,15 +145,18 @@ int RowColumn::pitch() const
     return rowHeight + layout->spacing();
 }
 
-/** A row may be higher than most: a name may have several lines. */
-int RowColumn::lowestRow() const
+/**
+ * Takes the rows out of sight to be as high as the lowest that exists: some are higher than most,
+ * since a name may have several lines. Returns whether that is another height than before.
+ */
+bool RowColumn::learnRowHeight()
 {
     int lowest = 0;
-    for (const QWidget *row : rows) {
+    for (const QWidget *row : std::as_const(rows)) {
         const int height = qMax(row->minimumHeight(), row->sizeHint().height());
         lowest = lowest == 0 ? height : qMin(lowest, height);
     }
-    return lowest;
+    return std::exchange(rowHeight, lowest) != lowest;
 }
 
 void RowColumn::arrange()
@@ -163,10 +172,6 @@ void RowColumn::arrange()
         layout->addSpacerItem(new QSpacerItem(0, (count - shown.end) * pitch()));
     layout->addStretch(1);
     arrangeFocus();
-    if (const int lowest = lowestRow(); lowest != rowHeight) {
-        rowHeight = lowest;
-        refresh();
-    }
 }
 
 /** The tab key goes from row to row, however long ago each was made. */

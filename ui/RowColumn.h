@@ -55,11 +55,12 @@ private:
 
     void bringUpToDate();
     void follow();
+    void update(bool mayHaveChanged);
     void show(Range wanted, bool mayHaveChanged);
     void leave(const QList<QWidget *> &discarded, QWidget *successor);
     Range rangeInSight() const;
     int pitch() const;
-    int lowestRow() const;
+    bool learnRowHeight();
     void arrange();
     void arrangeFocus();
 
@@ -70,7 +71,7 @@ private:
     /** How many rows the list had when it was last brought up to date. */
     int count = 0;
     bool isRefreshDue = false;
-    bool isShowing = false;
+    bool isUpdating = false;
     int rowHeight = 0;
     /** Rows that exist, one widget each. */
     Range shown;

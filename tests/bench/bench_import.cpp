@@ -83,7 +83,8 @@ qint64 measure(int count)
     std::fflush(stdout);
 
     probe.resetToImportPage();
-    QTest::qWaitFor([&] { return probe.runningThumbs() == 0; }, 60000);
+    if (!QTest::qWaitFor([&] { return probe.runningThumbs() == 0; }, 60000))
+        std::puts("        (thumbnails are still being made)");
     return qMax(importing, qMax(arriving, scrolling));
 }
 

@@ -281,12 +281,12 @@ private Q_SLOTS:
         // A folder opens, and cannot be read.
         const QString source = setting.path(QStringLiteral("films"));
         QCOMPARE(copyFiles({{.source = source, .target = target}}, progress), 0);
+        QCOMPARE(setting.saved(), QStringList());
         writeFile(setting.path(QStringLiteral("data/x.mp4")), "new");
         QCOMPARE(copyFiles({{.source = setting.path(QStringLiteral("data/x.mp4")),
                              .target = setting.path(QStringLiteral("no/such/folder/x.mp4"))}},
                            progress),
                  0);
-        QCOMPARE(setting.saved().size(), 1);
     }
 
     void aFileIsNotCopiedOntoItself()
