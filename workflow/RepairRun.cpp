@@ -16,7 +16,7 @@
 namespace {
 
 /** Repairs one item; blocks until the service has answered or its time is over. */
-ItemResult repairItem(RepairRequest request, int index, int count,
+ItemResult repairItem(const RepairRequest &request, int index, int count,
                       const std::shared_ptr<ServiceGate> &gate)
 {
     LOG_INFO(QStringLiteral("repair item begin, index=%1, total=%2, damaged=%3, output=%4"),

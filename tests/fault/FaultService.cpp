@@ -214,9 +214,10 @@ private:
         if (value == object.end())
             return;
         const std::string part = operand.substr(blank + 1, colon - blank - 1);
-        const bool matches = value->is_string()
-                                 ? value->get<std::string>().find(part) != std::string::npos
-                                 : value->dump() == part;
+        const auto *text = value->get_ptr<const std::string *>();
+        const auto *number = value->get_ptr<const nlohmann::json::number_unsigned_t *>();
+        const bool matches = (text != nullptr && text->find(part) != std::string::npos) ||
+                             (number != nullptr && std::to_string(*number) == part);
         if (matches)
             obey(operand.substr(colon + 2));
     }
@@ -224,8 +225,8 @@ private:
     void writeOutput(const std::string &operand, const std::string &addition)
     {
         const std::size_t blank = operand.find(' ');
-        std::filesystem::path path(requestText(operand.substr(0, blank)));
-        path.replace_filename(path.stem().string() + addition + path.extension().string());
+        std::string path = requestText(operand.substr(0, blank));
+        path.insert(path.rfind('.'), addition);
         std::ofstream(path) << operand.substr(std::min(blank, operand.size() - 1) + 1);
     }
 
@@ -322,6 +323,8 @@ void recordStart(const std::vector<std::string> &arguments)
 
 } // namespace
 
+// An exception ends it with what it says, which is all that a bad script deserves.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char *argv[])
 {
     alarm(longestLifeSeconds);

@@ -116,6 +116,31 @@ private:
     }
 
 private Q_SLOTS:
+    void aMoveIsTakenAsACopy()
+    {
+        // With shift held, a file manager proposes to move, and deletes what was moved.
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(QStringLiteral("/films/the only copy.mp4"))});
+        DropPanel panel;
+        QStringList dropped;
+        panel.onFilesDropped = [&dropped](const QStringList &paths) { dropped = paths; };
+        DropLineEdit edit;
+        for (QWidget *widget : {static_cast<QWidget *>(&panel), static_cast<QWidget *>(&edit)}) {
+            const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
+            QDragEnterEvent enter(QPoint(5, 5), actions, &data, Qt::LeftButton, Qt::ShiftModifier);
+            QCOMPARE(enter.proposedAction(), Qt::MoveAction);
+            QCoreApplication::sendEvent(widget, &enter);
+            QVERIFY(enter.isAccepted());
+            QCOMPARE(enter.dropAction(), Qt::CopyAction);
+            QDropEvent drop(QPointF(5, 5), actions, &data, Qt::LeftButton, Qt::ShiftModifier);
+            QCOMPARE(drop.proposedAction(), Qt::MoveAction);
+            QCoreApplication::sendEvent(widget, &drop);
+            QVERIFY(drop.isAccepted());
+            QCOMPARE(drop.dropAction(), Qt::CopyAction);
+        }
+        QCOMPARE(dropped, QStringList{QStringLiteral("/films/the only copy.mp4")});
+    }
+
     void panelTakesDropsUnderItsName()
     {
         QWidget parent;

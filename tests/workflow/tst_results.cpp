@@ -430,6 +430,54 @@ private Q_SLOTS:
                               expectedRow(2, succeeded, okStyle, previewAction)}));
     }
 
+    void theFocusStaysWithARowThatChanges()
+    {
+        WorkflowSetting setting;
+        RunState &run = setting.probe.run();
+        run.begin(paths(3), false);
+        fail(run, 1);
+        setting.probe.showPage(2);
+        setting.probe.refreshResultList();
+        setting.settle();
+        setting.window.activateWindow();
+        rowButton(setting, 1)->setFocus();
+        QTRY_COMPARE_WITH_TIMEOUT(QApplication::focusWidget(), rowButton(setting, 1), 30000);
+        succeed(run, 1);
+        setting.probe.refreshResultList();
+        setting.settle();
+        QCOMPARE(rowButton(setting, 1)->text(), QStringLiteral("Preview"));
+        QCOMPARE(QApplication::focusWidget(), rowButton(setting, 1));
+    }
+
+    void theListMayBeScrolledAwayFromTheFocus()
+    {
+        WorkflowSetting setting;
+        RunState &run = setting.probe.run();
+        run.begin(paths(200), false);
+        for (int i = 0; i < 200; ++i)
+            fail(run, i);
+        setting.probe.showPage(2);
+        setting.probe.refreshResultList();
+        setting.settle();
+        setting.window.activateWindow();
+        rowButton(setting, 3)->setFocus();
+        QTRY_COMPARE_WITH_TIMEOUT(QApplication::focusWidget(), rowButton(setting, 3), 30000);
+        auto *area = setting.probe.pageWidget(2)->findChild<QScrollArea *>();
+        QScrollBar *bar = area->verticalScrollBar();
+        // By less than all, so that old and new rows overlap, and then to the end.
+        for (const int value : {bar->maximum() / 20, bar->maximum() / 10, bar->maximum()}) {
+            bar->setValue(value);
+            setting.settle();
+            QCOMPARE(bar->value(), value);
+            int visible = 0;
+            for (const ResultRow *row : area->findChildren<ResultRow *>())
+                visible += row->isHidden() ? 0 : 1;
+            QCOMPARE(visible, setting.probe.resultRows().size());
+        }
+        QCOMPARE(setting.probe.resultRows().last()->content().damagedFile, paths(200).last());
+        QCOMPARE(QApplication::focusWidget(), area);
+    }
+
     void aClickMayRemoveAll()
     {
         WorkflowSetting setting;

@@ -305,6 +305,24 @@ private Q_SLOTS:
         QCOMPARE(setting.fault.startCount(), 8);
     }
 
+    void aNewListDropsWhatWaitsForTheOldOne()
+    {
+        Setting setting(held());
+        for (int i = 1; i <= 12; ++i)
+            setting.request(setting.video(i));
+        QCOMPARE(setting.probe.waitingThumbCount(), 4);
+        const QStringList files = {setting.video(12), setting.video(13)};
+        setting.probe.addDamagedFiles(files, true);
+        QCOMPARE(setting.probe.waitingThumbKeys(), files);
+        QVERIFY(
+            !setting.probe.pendingThumbs().contains(QStringLiteral("source|") + setting.video(9)));
+        setting.fault.release();
+        QVERIFY(setting.waitUntilIdle());
+        QVERIFY(setting.probe.sourceThumbs().contains(files[0]));
+        QVERIFY(setting.probe.sourceThumbs().contains(files[1]));
+        QVERIFY(!setting.probe.sourceThumbs().contains(setting.video(9)));
+    }
+
     void aWindowThatGoesDropsWhatIsUnderWay()
     {
         const FaultFolder fault(held());
