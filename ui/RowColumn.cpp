@@ -136,8 +136,9 @@ RowColumn::Range RowColumn::rangeInSight() const
         return {0, 1};
     const int inSight = height / pitch() + 2;
     // As many again above and below: scrolling by a page and the tab key find them there.
-    const int first = qBound(0, top / pitch() - inSight, count);
-    return {first, qMin(first + 3 * inSight, count)};
+    const int firstInSight = top / pitch();
+    const int end = qBound(0, firstInSight + 2 * inSight, count);
+    return {qBound(0, firstInSight - inSight, end), end};
 }
 
 int RowColumn::pitch() const
