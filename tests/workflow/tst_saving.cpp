@@ -56,7 +56,7 @@ private:
         QString addOutput(const QString &damaged, const QByteArray &content,
                           const QString &suffix = QStringLiteral("mp4"))
         {
-            const QString output =
+            QString output =
                 path(QStringLiteral("data/%1.%2").arg(probe.run().outputFiles.size()).arg(suffix));
             writeFile(output, content);
             probe.run().addOutput(output, path(QStringLiteral("films/") + damaged));
