@@ -211,6 +211,8 @@ private:
     static QString thumbnailPath(const QString &key, bool isResult);
     /** Has a thumbnail made and shown, unless it is there or on its way. */
     void requestThumbnail(const QString &key, const QString &videoPath, bool isResult);
+    /** Starts them when the list that wants them is on the screen: each is a process of its own. */
+    void startThumbnailsSoon();
     void startWaitingThumbnails();
     /** Lets those go that wait for files that are not in the list any more. */
     void dropUnwantedThumbnails();
@@ -225,6 +227,7 @@ private:
     QSet<QString> pendingThumbs;
     /** Wait for their turn. */
     QQueue<ThumbnailJob> waitingThumbs;
+    bool isThumbStartDue = false;
     int runningThumbs = 0;
 
     // --- Shutdown: workflow/Shutdown.cpp ---

@@ -4,6 +4,7 @@
 #include "workflow/DataFolders.h"
 
 #include <QFileInfo>
+#include <QTimer>
 
 namespace {
 
@@ -50,7 +51,19 @@ void MainWindow::requestThumbnail(const QString &key, const QString &videoPath, 
                            .photoPath = photoPath,
                            .isResult = isResult,
                            .pendingKey = pendingKey});
-    startWaitingThumbnails();
+    startThumbnailsSoon();
+}
+
+void MainWindow::startThumbnailsSoon()
+{
+    if (isThumbStartDue)
+        return;
+    isThumbStartDue = true;
+    // A timer's turn comes after all that is posted, layout and painting included.
+    QTimer::singleShot(0, this, [this] {
+        isThumbStartDue = false;
+        startWaitingThumbnails();
+    });
 }
 
 void MainWindow::startWaitingThumbnails()

@@ -139,7 +139,7 @@ private Q_SLOTS:
         const QString key = setting.video();
         setting.request(key);
         setting.request(key);
-        QCOMPARE(setting.probe.runningThumbs(), 1);
+        QTRY_COMPARE(setting.probe.runningThumbs(), 1);
         QCOMPARE(setting.probe.waitingThumbCount(), 0);
         setting.fault.release();
         QVERIFY(setting.waitUntilIdle());
@@ -174,7 +174,7 @@ private Q_SLOTS:
 
         QVERIFY(QFile::remove(setting.probe.sourceThumbs().value(key)));
         setting.request(key);
-        QCOMPARE(setting.probe.runningThumbs(), 1);
+        QTRY_COMPARE(setting.probe.runningThumbs(), 1);
         QVERIFY(setting.waitUntilIdle());
         QCOMPARE(setting.fault.startCount(), 2);
         QVERIFY(QFile::exists(setting.probe.sourceThumbs().value(key)));
@@ -267,7 +267,7 @@ private Q_SLOTS:
             keys.append(setting.video(i));
             setting.request(keys.last());
         }
-        QCOMPARE(setting.probe.runningThumbs(), 8);
+        QTRY_COMPARE(setting.probe.runningThumbs(), 8);
         QCOMPARE(setting.probe.waitingThumbKeys(), keys.mid(8));
         // Waiting counts as pending.
         QCOMPARE(setting.probe.pendingThumbs().size(), 20);
@@ -294,6 +294,7 @@ private Q_SLOTS:
         Setting setting(held());
         for (int i = 1; i <= 10; ++i)
             setting.request(setting.video(i));
+        QTRY_COMPARE(setting.probe.runningThumbs(), 8);
         setting.probe.resetToImportPage();
         QCOMPARE(setting.probe.waitingThumbCount(), 0);
         QVERIFY(setting.probe.pendingThumbs().isEmpty());
@@ -310,7 +311,7 @@ private Q_SLOTS:
         Setting setting(held());
         for (int i = 1; i <= 12; ++i)
             setting.request(setting.video(i));
-        QCOMPARE(setting.probe.waitingThumbCount(), 4);
+        QTRY_COMPARE(setting.probe.waitingThumbCount(), 4);
         const QStringList files = {setting.video(12), setting.video(13)};
         setting.probe.addDamagedFiles(files, true);
         QCOMPARE(setting.probe.waitingThumbKeys(), files);
