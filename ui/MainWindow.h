@@ -144,12 +144,22 @@ private:
     void finishRun(int succeeded, int failed, bool advanced);
 
     RunState run;
-    /** A run is going on. Nothing but the run itself ends it. */
+    /** No run may begin: one is going on, or a comparison that is to begin one. */
     bool repairRunning = false;
+    /** A run is going on. Nothing but the run itself ends it. */
+    bool isRunUnderWay = false;
 
     // --- Sample and comparison: workflow/SampleComparison.cpp ---
 
+    /** Asks for the sample; its parameters come up beside the damaged file's when they are known.
+     */
     void chooseSampleAndCompare();
+    void compareParameters();
+    void takeComparison(const QString &damaged, const RepairResponse &ofDamaged,
+                        const QString &sample, const RepairResponse &ofSample);
+
+    /** The two files are being asked for their parameters. */
+    bool isComparing = false;
 
     // --- Results: workflow/Results.cpp ---
 
@@ -161,10 +171,15 @@ private:
     void runRowAction(ResultRow::Action action, const QString &damagedFile);
     void beginAdvancedRepair();
     void showResultPage(int succeeded, int failed, bool advanced);
+    /** Tells of a failed run; nothing does so today, since the result page tells it. */
+    void showRepairFailedDialog(bool advanced);
 
     // --- Preview: workflow/Preview.cpp ---
 
+    /** Shows the outputs of one damaged file or of all, as previewSourcePath says. */
     void showPreviewDialog();
+    /** Plays the beginning of a repaired file, or where that cannot be cut the whole of it. */
+    void playPreview(const QString &output);
 
     // --- Saving: workflow/Saving.cpp ---
 

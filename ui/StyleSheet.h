@@ -65,5 +65,38 @@ inline constexpr char16_t resultScroll[] =
     u"QScrollBar:vertical{background:#15182d;width:10px;} "
     u"QScrollBar::handle:vertical{background:#48506d;border-radius:5px;}";
 inline constexpr char16_t resultContent[] = u"background:#080c25;";
+inline constexpr char16_t sampleTitle[] = u"font-size:16px;font-weight:700;";
+inline constexpr char16_t comparisonHeader[] =
+    u"background:#1d2138;color:#ffffff;font-weight:700;padding:12px;border:1px solid #454b68;";
+/** Cells of the first, third, ... row below the header. */
+inline constexpr char16_t comparisonCell[] =
+    u"background:#2f304d;color:#dfe5f6;padding:10px;border:1px solid #454b68;";
+inline constexpr char16_t comparisonCellOdd[] =
+    u"background:#24283f;color:#dfe5f6;padding:10px;border:1px solid #454b68;";
+/** Wanted: the same background in all rows. */
+inline constexpr char16_t comparisonMismatch[] =
+    u"background:#2f304d;color:#ff4d55;padding:10px;border:1px solid #454b68;";
+inline constexpr char16_t comparisonNote[] = u"color:#aab2c8;";
+inline constexpr char16_t failureBadge[] =
+    u"font-size:54px;font-weight:700;color:#ff554f;background:#4a4d68;border:1px solid #5f6483;"
+    u"border-radius:36px;";
+inline constexpr char16_t failureHeading[] = u"font-size:18px;font-weight:700;color:#ffffff;";
+inline constexpr char16_t failureDetail[] = u"color:#ff5b58;font-size:14px;";
+inline constexpr char16_t previewList[] = u"background:#20243a;border-radius:8px;";
+/** The application's colour for check boxes is made for the light pages. */
+inline constexpr char16_t previewCheckBox[] = u"QCheckBox{color:#dfe5f6;}";
+/** For the list's bar, which the list's own sheet would make as dark as the list. */
+inline constexpr char16_t previewScrollBar[] =
+    u"QScrollBar:vertical{background:#15182d;width:10px;} "
+    u"QScrollBar::handle:vertical{background:#48506d;border-radius:5px;} "
+    u"QScrollBar::add-line:vertical,QScrollBar::sub-line:vertical{height:0;}";
+inline constexpr char16_t previewCard[] = u"background:transparent;border-radius:6px;";
+inline constexpr char16_t previewCardSelected[] = u"background:#3a3c5c;border-radius:6px;";
+inline constexpr char16_t previewArea[] =
+    u"background:#14172c;border:1px solid #4c5576;border-radius:8px;";
+inline constexpr char16_t playButton[] =
+    u"QPushButton{font-size:54px;color:white;background:rgba(0,0,0,90);border:1px solid #4f5b85;"
+    u"border-radius:41px;padding:0 0 4px 6px;} "
+    u"QPushButton:hover{background:rgba(47,131,255,130);border-color:#7dafff;}";
 
 } // namespace StyleSheet

@@ -1,5 +1,6 @@
 #include "workflow/MessageBox.h"
 
+#include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -14,6 +15,12 @@ void show(QMessageBox::Icon icon, QWidget *parent, const QString &title, const Q
 }
 
 } // namespace
+
+QWidget *inputWindow(QWidget *window)
+{
+    QWidget *modal = QApplication::activeModalWidget();
+    return modal != nullptr ? modal : window;
+}
 
 void showWarning(QWidget *parent, const QString &title, const QString &text)
 {

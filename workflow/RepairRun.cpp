@@ -67,6 +67,7 @@ void MainWindow::startRepair(bool advanced)
     const QStringList queue = damagedFiles;
     run.begin(queue, advanced);
     LOG_INFO(QStringLiteral("startRepair queue count=%1"), queue.size());
+    isRunUnderWay = true;
     setRepairRunning(true);
     refreshResultList();
     pages->setCurrentIndex(ResultPage);
@@ -151,6 +152,7 @@ void MainWindow::finishItem(const ItemResult &result)
 
 void MainWindow::finishRun(int succeeded, int failed, bool advanced)
 {
-    setRepairRunning(false);
+    isRunUnderWay = false;
+    setRepairRunning(isComparing);
     showResultPage(succeeded, failed, advanced);
 }

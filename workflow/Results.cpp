@@ -1,6 +1,7 @@
 #include "app/QtLog.h"
 #include "ui/ItemStatus.h"
 #include "ui/MainWindow.h"
+#include "ui/RepairFailedDialog.h"
 #include "ui/RowColumn.h"
 
 #include <QApplication>
@@ -88,6 +89,13 @@ void MainWindow::beginAdvancedRepair()
         advancedModeCheck->setChecked(true);
     pages->setCurrentIndex(FileListPage);
     chooseSampleAndCompare();
+}
+
+void MainWindow::showRepairFailedDialog(bool advanced)
+{
+    RepairFailedDialog dialog(advanced, this);
+    if (dialog.exec() == QDialog::Accepted && !advanced)
+        beginAdvancedRepair();
 }
 
 void MainWindow::showResultPage(int succeeded, int failed, bool advanced)

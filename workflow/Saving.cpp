@@ -29,7 +29,7 @@ void tellSaved(QWidget *parent, const QString &text, const QString &folder)
 void MainWindow::saveResults()
 {
     if (run.outputFiles.isEmpty())
-        showWarning(this, QStringLiteral("Unable to Save"),
+        showWarning(inputWindow(this), QStringLiteral("Unable to Save"),
                     QStringLiteral("The repaired output file does not exist."));
     else if (run.outputFiles.size() == 1)
         saveOne();
@@ -40,27 +40,28 @@ void MainWindow::saveResults()
 void MainWindow::saveOne()
 {
     const QString output = run.outputFiles.first();
-    const QString target = QFileDialog::getSaveFileName(this, QStringLiteral("Save Repaired Video"),
-                                                        proposedSavePath(sourceOfOutput(0), output),
-                                                        saveFilter(output));
+    const QString target = QFileDialog::getSaveFileName(
+        inputWindow(this), QStringLiteral("Save Repaired Video"),
+        proposedSavePath(sourceOfOutput(0), output), saveFilter(output));
     if (target.isEmpty())
         return;
     const CopyOutcome outcome =
-        copyWithProgress(this, workers, {{.source = output, .target = target}});
+        copyWithProgress(inputWindow(this), workers, {{.source = output, .target = target}});
     if (outcome.copied > 0)
         tellSaved(
-            this,
+            inputWindow(this),
             TextPattern::fill(QStringLiteral("Saved to:\n%1"), QDir::toNativeSeparators(target)),
             QFileInfo(target).absolutePath());
     else if (!outcome.isCancelled)
-        showWarning(this, saveFailed(), QStringLiteral("Unable to write the target file."));
+        showWarning(inputWindow(this), saveFailed(),
+                    QStringLiteral("Unable to write the target file."));
 }
 
 void MainWindow::saveAll()
 {
     const QString folder = QFileDialog::getExistingDirectory(
-        this, QStringLiteral("Select Save Folder"), QFileInfo(damagedFilePath).absolutePath(),
-        QFileDialog::ShowDirsOnly);
+        inputWindow(this), QStringLiteral("Select Save Folder"),
+        QFileInfo(damagedFilePath).absolutePath(), QFileDialog::ShowDirsOnly);
     if (folder.isEmpty())
         return;
     QList<FileCopy> copies;
@@ -70,14 +71,15 @@ void MainWindow::saveAll()
         const QString name = numberedSaveName(sourceOfOutput(i), i + 1, output);
         copies.append({.source = output, .target = QDir(folder).absoluteFilePath(name)});
     }
-    const CopyOutcome outcome = copyWithProgress(this, workers, copies);
+    const CopyOutcome outcome = copyWithProgress(inputWindow(this), workers, copies);
     if (outcome.copied > 0)
-        tellSaved(this,
+        tellSaved(inputWindow(this),
                   TextPattern::fill(QStringLiteral("Saved %1 file(s) to:\n%2"), outcome.copied,
                                     QDir::toNativeSeparators(folder)),
                   folder);
     else if (!outcome.isCancelled)
-        showWarning(this, saveFailed(), QStringLiteral("Unable to write to the target folder."));
+        showWarning(inputWindow(this), saveFailed(),
+                    QStringLiteral("Unable to write to the target folder."));
 }
 
 QString MainWindow::sourceOfOutput(qsizetype index) const

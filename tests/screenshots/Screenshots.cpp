@@ -7,23 +7,34 @@
 
 #include "app/ClientMain.h"
 #include "tests/support/WindowProbe.h"
+#include "ui/DropLineEdit.h"
 
 #include <QApplication>
 #include <QDialog>
 #include <QDir>
+#include <QListView>
+#include <QPointer>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QScreen>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QTest>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 
 namespace {
 
 // Long enough for everything to be painted.
 constexpr int settleMs = 200;
 constexpr int waitMs = 120000;
+constexpr int lookMs = 50;
+
+// Nothing of it is stored, but copying it takes a while.
+constexpr qint64 hugeBytes = 8LL * 1024 * 1024 * 1024;
 
 class Photographer
 {
@@ -47,7 +58,15 @@ public:
         shoot(QStringLiteral("result-page-running"));
         waitFor([this] { return !probe.repairRunning() && probe.pendingThumbs().isEmpty(); });
         shoot(QStringLiteral("result-page"));
+        shootPreview();
         shootSaving();
+        shootAdvancedRepair();
+        shootModal({QStringLiteral("failed-dialog-quick")},
+                   [this] { probe.showRepairFailedDialog(false); });
+        shootModal({QStringLiteral("failed-dialog-advanced")},
+                   [this] { probe.showRepairFailedDialog(true); });
+        probe.resetToImportPage();
+        shootModal({QStringLiteral("message")}, [this] { probe.saveResults(); });
     }
 
 private:
@@ -89,15 +108,80 @@ private:
         require(QTest::qWaitFor(condition, waitMs), QStringLiteral("come to an end"));
     }
 
-    /** The message that nothing is there to save: it looks like all messages. */
+    /**
+     * Runs `action`, which shows modal dialogs one after another: of each a picture is taken under
+     * the next of `names`, and it is left by `leave`, or closed.
+     */
+    void shootModal(const QStringList &names, const std::function<void()> &action,
+                    const std::function<void(QDialog *)> &leave = &QDialog::reject)
+    {
+        QStringList left = names;
+        QList<QPointer<QDialog>> seen;
+        QTimer look;
+        QObject::connect(&look, &QTimer::timeout, &window, [&] {
+            auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+            if (left.isEmpty() || dialog == nullptr || seen.contains(dialog))
+                return;
+            seen.append(dialog);
+            // A picture waits until all is painted, and must not begin anew meanwhile.
+            look.stop();
+            shoot(left.takeFirst());
+            look.start(lookMs);
+            leave(dialog);
+        });
+        look.start(lookMs);
+        action();
+        waitFor([&] { return left.isEmpty() && QApplication::activeModalWidget() == nullptr; });
+    }
+
+    void shootPreview()
+    {
+        shootModal({QStringLiteral("preview-dialog")}, [this] { probe.showPreviewDialog(); });
+    }
+
+    /** All is saved; with one output so large that the copy is cancelled, and then without. */
     void shootSaving()
     {
-        probe.resetToImportPage();
-        QTimer::singleShot(settleMs, &window, [this] {
-            shoot(QStringLiteral("message"));
-            qobject_cast<QDialog *>(QApplication::activeModalWidget())->accept();
-        });
-        probe.saveResults();
+        const QTemporaryDir target;
+        const auto leave = [&target](QDialog *dialog) {
+            if (auto *progress = qobject_cast<QProgressDialog *>(dialog))
+                progress->cancel();
+            else if (dialog->findChild<QListView *>() != nullptr)
+                chooseFolder(dialog, target.path());
+            else
+                dialog->accept();
+        };
+        QTemporaryFile large(QDir::tempPath() + QStringLiteral("/XXXXXX.mp4"));
+        require(large.open() && large.resize(hugeBytes), QStringLiteral("make a large file"));
+        const RunState before = probe.run();
+        probe.run().addOutput(large.fileName(), before.repairQueue.first());
+        shootModal(
+            {QStringLiteral("save-folder"), QStringLiteral("save-progress"),
+             QStringLiteral("save-complete")},
+            [this] { probe.saveResults(); }, leave);
+        probe.run() = before;
+    }
+
+    static void chooseFolder(QDialog *dialog, const QString &folder)
+    {
+        dialog->findChild<QLineEdit *>()->setText(folder);
+        dialog->accept();
+    }
+
+    void shootAdvancedRepair()
+    {
+        const QString sample = source + QStringLiteral("/Sample from the same camera.mp4");
+        const auto leave = [&sample](QDialog *dialog) {
+            if (auto *edit = dialog->findChild<DropLineEdit *>()) {
+                edit->setText(sample);
+                QTest::keyClick(dialog, Qt::Key_Return);
+            } else {
+                dialog->reject();
+            }
+        };
+        shootModal(
+            {QStringLiteral("sample-dialog"), QStringLiteral("comparison-dialog")},
+            [this] { probe.chooseSampleAndCompare(); }, leave);
     }
 
     void shootMenu()

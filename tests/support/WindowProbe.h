@@ -60,6 +60,11 @@ public:
         window.showResultPage(succeeded, failed, advanced);
     }
     void saveResults() { window.saveResults(); }
+    void chooseSampleAndCompare() { window.chooseSampleAndCompare(); }
+    bool isComparing() const { return window.isComparing; }
+    bool isRunUnderWay() const { return window.isRunUnderWay; }
+    void showPreviewDialog() { window.showPreviewDialog(); }
+    void showRepairFailedDialog(bool advanced) { window.showRepairFailedDialog(advanced); }
     ResultRow::Content resultRowContent(int index) const { return window.resultRowContent(index); }
 
     void showMetadataLabels(const QJsonObject &info, const QString &filePath)
