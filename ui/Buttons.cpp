@@ -1,5 +1,6 @@
 #include "ui/Buttons.h"
 
+#include "ui/LineLabel.h"
 #include "ui/StyleSheet.h"
 
 #include <QLabel>
@@ -64,8 +65,7 @@ QPushButton *makeObjectButton(const QString &text, const QString &objectName)
 
 QLabel *makeTextLabel(const QString &text, const QString &objectName)
 {
-    auto *label = new QLabel(text);
-    label->setTextFormat(Qt::PlainText);
+    auto *label = new LineLabel(text);
     label->setObjectName(objectName);
     return label;
 }

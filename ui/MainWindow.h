@@ -206,6 +206,9 @@ private:
     /** A request with everything set that does not depend on what it is for. */
     RepairRequest makeRepairRequest() const;
 
+    /** How long a repair may take, in seconds. */
+    qint32 repairTimeoutSeconds = 900;
+
     // --- Thumbnails: workflow/Thumbnails.cpp ---
 
     /** One picture to be made. */

@@ -146,18 +146,13 @@ int RowColumn::pitch() const
     return rowHeight + layout->spacing();
 }
 
-/**
- * Takes the rows out of sight to be as high as the lowest that exists: some are higher than most,
- * since a name may have several lines. Returns whether that is another height than before.
- */
+/** All rows are as high as any of them. Returns whether that is another height than before. */
 bool RowColumn::learnRowHeight()
 {
-    int lowest = 0;
-    for (const QWidget *row : std::as_const(rows)) {
-        const int height = qMax(row->minimumHeight(), row->sizeHint().height());
-        lowest = lowest == 0 ? height : qMin(lowest, height);
-    }
-    return std::exchange(rowHeight, lowest) != lowest;
+    if (rows.isEmpty())
+        return false;
+    const int height = qMax(rows.first()->minimumHeight(), rows.first()->sizeHint().height());
+    return std::exchange(rowHeight, height) != height;
 }
 
 void RowColumn::arrange()

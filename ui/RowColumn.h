@@ -12,7 +12,7 @@ class QWidget;
 /**
  * The rows of a list in a scroll area. However many there are, only those in sight and some around
  * them exist as widgets; room is kept for the others, so that the list scrolls as if all were
- * there. The others are taken to be as high as the lowest of those.
+ * there. All rows of a list are of one height.
  */
 class RowColumn : public QObject
 {

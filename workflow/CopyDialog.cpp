@@ -5,6 +5,7 @@
 #include "metadata/MetadataText.h"
 #include "ui/Buttons.h"
 
+#include <QCloseEvent>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QFontMetrics>
@@ -43,20 +44,14 @@ void startCopies(Workers &workers, const QList<FileCopy> &copies, const std::sha
     });
 }
 
-/**
- * Waits with the window painted but deaf, until it is done or the time is over. Returns false when
- * there is no waiting any more, since the program is being closed.
- */
-bool waitQuietly(Wait &wait, int limitMs)
+/** Waits with the window painted but deaf, until it is done or the time is over. */
+void waitQuietly(Wait &wait, int limitMs)
 {
-    if (wait.isDone)
-        return true;
     QEventLoop loop;
     wait.onDone = [&loop] { loop.quit(); };
     QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
-    const int result = loop.exec(QEventLoop::ExcludeUserInputEvents);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
     wait.onDone = nullptr;
-    return result >= 0;
 }
 
 class CopyDialog : public QProgressDialog
@@ -75,12 +70,22 @@ public:
         text->setTextFormat(Qt::PlainText);
         text->setFixedWidth(textWidth);
         setLabel(text);
-        setCancelButton(
-            makeObjectButton(QStringLiteral("Cancel"), QStringLiteral("OutlineButton")));
+        cancelButton = makeObjectButton(QStringLiteral("Cancel"), QStringLiteral("OutlineButton"));
+        setCancelButton(cancelButton);
+        // It stays until the copies have ended: a copy that was whole when the cancel came still
+        // takes its place, which a slow card makes last.
+        disconnect(this, SIGNAL(canceled()), this, SLOT(cancel()));
+        connect(this, &QProgressDialog::canceled, this, [this] {
+            isCancelling = true;
+            cancelButton->setEnabled(false);
+            text->setText(QStringLiteral("Cancelling..."));
+        });
     }
 
     void show(const CopyProgress::State &state)
     {
+        if (isCancelling)
+            return;
         const QString name =
             QFontMetrics(text->font())
                 .elidedText(QFileInfo(state.target).fileName(), Qt::ElideMiddle, textWidth);
@@ -91,17 +96,36 @@ public:
                                   (static_cast<double>(state.done) / static_cast<double>(total))));
     }
 
+protected:
+    void closeEvent(QCloseEvent *event) override
+    {
+        // When the program ends, it goes with its window.
+        event->setAccepted(!parentWidget()->isVisible());
+        reject();
+    }
+
+public:
+    /** The ways to close a dialog are ways to cancel. */
+    void reject() override
+    {
+        if (!isCancelling)
+            Q_EMIT canceled();
+    }
+
 private:
     QLabel *text;
+    QPushButton *cancelButton = nullptr;
+    bool isCancelling = false;
 };
 
 /** Waits with the dialog on the screen, until it is done or cancelled. */
 void waitWithDialog(QWidget *parent, Wait &wait)
 {
-    if (wait.isDone)
-        return;
     CopyDialog dialog(parent);
     dialog.show(wait.progress.state());
+    // Showing it lets events in, the last among them.
+    if (wait.isDone)
+        return;
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &dialog,
                      [&] { dialog.show(wait.progress.state()); });
@@ -120,12 +144,10 @@ CopyOutcome copyWithProgress(QWidget *parent, Workers &workers, const QList<File
     const auto wait = std::make_shared<Wait>();
     startCopies(workers, copies, wait);
     waitQuietly(*wait, quietMs);
-    waitWithDialog(parent, *wait);
+    if (!wait->isDone)
+        waitWithDialog(parent, *wait);
+    // The program is being closed.
     if (!wait->isDone)
         wait->progress.cancel();
-    // A copy that was whole when the cancel came still takes its place, which a slow card makes
-    // last.
-    while (!wait->isDone && waitQuietly(*wait, quietMs)) {
-    }
     return {.copied = wait->progress.state().copied, .isCancelled = wait->progress.isCancelled()};
 }

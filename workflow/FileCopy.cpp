@@ -1,19 +1,26 @@
 #include "workflow/FileCopy.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QUuid>
+
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
 // Little enough that a cancel is noticed at once, even on a slow card.
 constexpr qint64 chunkBytes = qint64{1} << 20;
 
+/** Asks the file system: one file may go by many paths. */
 bool isSameFile(const QString &one, const QString &other)
 {
-    const QString canonical = QFileInfo(one).canonicalFilePath();
-    return !canonical.isEmpty() && canonical == QFileInfo(other).canonicalFilePath();
+    std::error_code error;
+    return std::filesystem::equivalent(QFileInfo(one).filesystemFilePath(),
+                                       QFileInfo(other).filesystemFilePath(), error);
 }
 
 bool copyContent(QFile &source, QSaveFile &target, CopyProgress &progress)
@@ -39,10 +46,21 @@ bool copyFile(const FileCopy &copy, CopyProgress &progress)
     if (QFile::exists(copy.target) && !QFile::remove(copy.target))
         return false;
     QFile source(copy.source);
-    // Under another name until it is whole.
-    QSaveFile target(copy.target);
-    return source.open(QIODevice::ReadOnly) && target.open(QIODevice::WriteOnly) &&
-           copyContent(source, target, progress) && target.commit();
+    // Under another name until it is whole and on the disk: a short one, since the name that it
+    // is to have may be as long as names can be.
+    const QString part =
+        QFileInfo(copy.target)
+            .absoluteDir()
+            .filePath(QStringLiteral(".vellumix-%1")
+                          .arg(QUuid::createUuid().toString(QUuid::Id128).left(8)));
+    QSaveFile target(part);
+    if (!source.open(QIODevice::ReadOnly) || !target.open(QIODevice::WriteOnly) ||
+        !copyContent(source, target, progress) || !target.commit())
+        return false;
+    if (QFile::rename(part, copy.target))
+        return true;
+    QFile::remove(part);
+    return false;
 }
 
 } // namespace
@@ -83,25 +101,25 @@ void CopyProgress::advance(qint64 bytes)
     current.done += bytes;
 }
 
-void CopyProgress::finishOne()
+void CopyProgress::finishOne(qint64 doneBytes, bool isCopied)
 {
     const std::lock_guard lock(mutex);
-    ++current.copied;
+    current.done = doneBytes;
+    current.copied += isCopied ? 1 : 0;
 }
 
 int copyFiles(const QList<FileCopy> &copies, CopyProgress &progress)
 {
+    QList<qint64> doneAfter;
     qint64 total = 0;
     for (const FileCopy &copy : copies)
-        total += QFileInfo(copy.source).size();
+        doneAfter.append(total += QFileInfo(copy.source).size());
     progress.setTotal(total);
 
-    for (const FileCopy &copy : copies) {
-        if (progress.isCancelled())
-            break;
-        progress.begin(copy.target);
-        if (copyFile(copy, progress))
-            progress.finishOne();
+    for (qsizetype i = 0; i < copies.size() && !progress.isCancelled(); ++i) {
+        progress.begin(copies[i].target);
+        const bool isCopied = copyFile(copies[i], progress);
+        progress.finishOne(doneAfter[i], isCopied);
     }
     return progress.state().copied;
 }

@@ -36,7 +36,8 @@ public:
     void setTotal(qint64 bytes);
     void begin(const QString &target);
     void advance(qint64 bytes);
-    void finishOne();
+    /** @param doneBytes of all files up to this one, whether or not it could be copied */
+    void finishOne(qint64 doneBytes, bool isCopied);
 
 private:
     mutable std::mutex mutex;

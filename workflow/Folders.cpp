@@ -6,12 +6,6 @@
 #include <QDir>
 #include <QUrl>
 
-namespace {
-
-constexpr int repairTimeoutSeconds = 900;
-
-} // namespace
-
 QString MainWindow::serviceRootPath()
 {
     return DataFolders::serviceRoot(QCoreApplication::applicationDirPath());

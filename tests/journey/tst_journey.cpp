@@ -125,8 +125,8 @@ private Q_SLOTS:
 
         const QTemporaryDir target;
         modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target.path()});
-        modals.expectMessage(QStringLiteral("Save Complete"),
-                             QStringLiteral("Saved 4 file(s) to:\n") + target.path());
+        modals.expectInformation(QStringLiteral("Save Complete"),
+                                 QStringLiteral("Saved 4 file(s) to:\n") + target.path());
         press(window, QStringLiteral("Save All (4)"));
         QCOMPARE(modals.problems(), QStringList());
         const QStringList saved = entriesOf(target.path());
@@ -161,8 +161,8 @@ private Q_SLOTS:
 
         const QString target = folder.filePath(QStringLiteral("my %1 film_repaired.mp4"));
         modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
-        modals.expectMessage(QStringLiteral("Save Complete"),
-                             QStringLiteral("Saved to:\n") + target);
+        modals.expectInformation(QStringLiteral("Save Complete"),
+                                 QStringLiteral("Saved to:\n") + target);
         press(window, QStringLiteral("Save (1)"));
         QCOMPARE(modals.problems(), QStringList());
         QCOMPARE(readFile(target), readFile(probe.run().outputFiles.value(0)));
@@ -209,8 +209,8 @@ private Q_SLOTS:
         const QString target = folder.filePath(QStringLiteral("saved %1 映画"));
         QVERIFY(QDir().mkpath(target));
         modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target});
-        modals.expectMessage(QStringLiteral("Save Complete"),
-                             QStringLiteral("Saved 2 file(s) to:\n") + target);
+        modals.expectInformation(QStringLiteral("Save Complete"),
+                                 QStringLiteral("Saved 2 file(s) to:\n") + target);
         press(window, QStringLiteral("Save All (2)"));
         QCOMPARE(modals.problems(), QStringList());
         for (int i = 0; i < 2; ++i) {

@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
-#include <QMessageBox>
 
 namespace {
 
@@ -23,12 +22,22 @@ void Modals::expect(Answer answer)
     answers.append(std::move(answer));
 }
 
-void Modals::expectMessage(const QString &title, const QString &text)
+void Modals::expectWarning(const QString &title, const QString &text)
 {
-    expect([this, title, text](QDialog *dialog) {
+    expectMessage(QMessageBox::Warning, title, text);
+}
+
+void Modals::expectInformation(const QString &title, const QString &text)
+{
+    expectMessage(QMessageBox::Information, title, text);
+}
+
+void Modals::expectMessage(QMessageBox::Icon icon, const QString &title, const QString &text)
+{
+    expect([this, icon, title, text](QDialog *dialog) {
         const auto *box = qobject_cast<QMessageBox *>(dialog);
         if (box == nullptr || box->windowTitle() != title || box->text() != text ||
-            box->standardButtons() != QMessageBox::Ok)
+            box->icon() != icon || box->standardButtons() != QMessageBox::Ok)
             wrong.append(QStringLiteral("not \"%1: %2\" but \"%3: %4\"")
                              .arg(title, text, dialog->windowTitle(),
                                   box != nullptr ? box->text() : QStringLiteral("no message")));
@@ -55,8 +64,9 @@ void Modals::expectFileDialog(const QString &title, const QStringList &paths)
             quoted.append(paths.size() > 1 ? QLatin1Char('"') + path + QLatin1Char('"') : path);
         files->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))
             ->setText(quoted.join(QLatin1Char(' ')));
-        // As the button does it: the dialog checks and takes what was typed.
-        QMetaObject::invokeMethod(files, "accept");
+        // As the button does it: the dialog checks and takes what was typed. Later, since it may
+        // ask whether a file is to be replaced, which is to be met as well.
+        QMetaObject::invokeMethod(files, "accept", Qt::QueuedConnection);
     });
 }
 
@@ -73,7 +83,6 @@ void Modals::look()
     auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
     if (dialog == nullptr || !dialog->isVisible() || seen.contains(dialog))
         return;
-    // The overwrite question of a file dialog belongs to its answer.
     seen.append(dialog);
     connect(dialog, &QObject::destroyed, this, [this, dialog] { seen.removeAll(dialog); });
     met.append(dialog->windowTitle());

@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <QLineEdit>
 #include <QList>
+#include <QMessageBox>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -26,8 +27,11 @@ public:
     /** The next dialog is to be met with `answer`, which is to close it. */
     void expect(Answer answer);
 
-    /** The next dialog is a message box with this title and text, and is closed with OK. */
-    void expectMessage(const QString &title, const QString &text);
+    /** The next dialog is a warning with this title and text, and is closed with OK. */
+    void expectWarning(const QString &title, const QString &text);
+
+    /** The same of a message that is no warning. */
+    void expectInformation(const QString &title, const QString &text);
 
     /** The next dialog is a file dialog of this title; it is given `paths`, or cancelled. */
     void expectFileDialog(const QString &title, const QStringList &paths);
@@ -40,6 +44,7 @@ public:
     QStringList titles() const { return met; }
 
 private:
+    void expectMessage(QMessageBox::Icon icon, const QString &title, const QString &text);
     void look();
 
     QTimer poll;

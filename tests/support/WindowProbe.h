@@ -75,6 +75,7 @@ public:
     static QString serviceRootPath() { return MainWindow::serviceRootPath(); }
     static QString publicDataPath() { return MainWindow::publicDataPath(); }
     static QString logFolderPath() { return MainWindow::logFolderPath(); }
+    qint32 &repairTimeoutSeconds() { return window.repairTimeoutSeconds; }
     RepairRequest makeRepairRequest() const { return window.makeRepairRequest(); }
 
     static QString thumbnailPath(const QString &key, bool isResult)

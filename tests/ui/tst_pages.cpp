@@ -262,7 +262,7 @@ private Q_SLOTS:
             (QStringList{
                 QStringLiteral("QPushButton#OutlineButton '+ Add Videos'"),
                 QStringLiteral("space 12"), QStringLiteral("QPushButton#DangerButton 'Remove All'"),
-                QStringLiteral("stretch 1"), QStringLiteral("QLabel#Meta ''"),
+                QStringLiteral("stretch 1"), QStringLiteral("LineLabel#Meta ''"),
                 QStringLiteral("space 12"), QStringLiteral("QCheckBox 'Advanced Repair Mode'"),
                 QStringLiteral("space 12"), QStringLiteral("QPushButton#PrimaryButton 'Repair'")}));
         QVERIFY(!advancedMode()->isChecked());
@@ -358,7 +358,7 @@ private Q_SLOTS:
         QVERIFY(!made->isFlat());
         const std::unique_ptr<QLabel> label(makeMetaLabel(QStringLiteral("details")));
         QCOMPARE(label->parentWidget(), nullptr);
-        QCOMPARE(widgetText(*label), QStringLiteral("QLabel#Meta 'details'"));
+        QCOMPARE(widgetText(*label), QStringLiteral("LineLabel#Meta 'details'"));
     }
 
     void removeAllStartsOver_data()

@@ -5,11 +5,13 @@
 #include "tests/support/TestCase.h"
 #include "tests/support/WorkflowSetting.h"
 #include "ui/DropPanel.h"
+#include "ui/LineLabel.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QDropEvent>
 #include <QFileDialog>
+#include <QHelpEvent>
 #include <QImage>
 #include <QMimeData>
 #include <QPushButton>
@@ -518,7 +520,7 @@ private Q_SLOTS:
         for (const QString &path : paths)
             pending.insert(QStringLiteral("source|") + path);
         QCOMPARE(setting.probe.pendingThumbs(), pending);
-        QCOMPARE(setting.probe.waitingThumbKeys(), paths.mid(8));
+        QTRY_COMPARE(setting.probe.waitingThumbKeys(), paths.mid(8));
         setting.fault.release();
         QVERIFY(setting.waitUntilIdle());
         QHash<QString, QString> photos;
@@ -676,8 +678,8 @@ private Q_SLOTS:
 
     void listsOfAnyLengthScrollAsIfAllRowsWereThere();
     void filesAddedOutOfSightMakeTheListLonger();
-    void aListWithTallRowsHasNoHoles();
-    void aTallRowDoesNotLeaveHolesInALaterList();
+    void everyNameTakesOneLine();
+    void aNameThatDoesNotFitIsInTheToolTip();
 };
 
 namespace {
@@ -850,11 +852,16 @@ void ImportTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
         fresh.resize(setting.window.size());
         fresh.show();
         freshProbe.damagedFiles() = setting.probe.damagedFiles();
+        freshProbe.sourceThumbs() = setting.probe.sourceThumbs();
+        freshProbe.damagedMetadataText() = setting.probe.damagedMetadataText();
         freshProbe.showPage(1);
         freshProbe.refreshImportRows();
         WorkflowSetting::settle();
-        QCOMPARE(freshProbe.pageWidget(1)->findChild<QScrollArea *>()->widget()->size(),
-                 setting.list(1)->widget()->size());
+        auto *freshList = freshProbe.pageWidget(1)->findChild<QScrollArea *>();
+        QCOMPARE(freshList->widget()->size(), setting.list(1)->widget()->size());
+        freshList->verticalScrollBar()->setValue(setting.list(1)->verticalScrollBar()->value());
+        WorkflowSetting::settle();
+        QCOMPARE(setting.list(1)->grab().toImage(), freshList->grab().toImage());
     }
 }
 
@@ -877,38 +884,42 @@ void ImportTest::filesAddedOutOfSightMakeTheListLonger()
              QStringLiteral("video 150.mp4"));
 }
 
-void ImportTest::aListWithTallRowsHasNoHoles()
+void ImportTest::everyNameTakesOneLine()
 {
     WorkflowSetting setting;
-    const QString tall = setting.file(QStringLiteral("a\nname\nof\nmany\nlines\nand\nmore.mp4"));
-    QVERIFY(setting.importFiles(QStringList{setting.file(QStringLiteral("first.mp4")), tall} +
-                                setting.files(3)));
+    const QString longName = QString(240, u'm') + QStringLiteral(".mp4");
+    const QStringList names = {QStringLiteral("first.mp4"),
+                               QStringLiteral("a\nname\nof\nmany\nlines.mp4"), longName};
+    QVERIFY(setting.importFiles(setting.files(names)));
+    setting.probe.showPage(1);
     WorkflowSetting::settle();
     const QList<ImportRow *> rows = setting.probe.importRows();
-    QCOMPARE(rows.size(), 5);
-    QVERIFY(rows[1]->height() > rows[0]->height());
-    int top = 18;
-    for (const ImportRow *row : rows) {
-        QCOMPARE(row->y(), top);
-        QVERIFY(row->height() >= row->sizeHint().height());
-        top += row->height() + 10;
+    QCOMPARE(rows.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(rows[i]->height(), rows[0]->height());
+        QCOMPARE(rows[i]->findChild<QLabel *>(QStringLiteral("FileName"))->text(), names[i]);
+        // What does not fit is left out in the middle, and the list is no wider for it.
+        QVERIFY(rows[i]->width() <= setting.list(1)->viewport()->width());
     }
+    QVERIFY(!setting.list(1)->horizontalScrollBar()->isVisible());
 }
 
-void ImportTest::aTallRowDoesNotLeaveHolesInALaterList()
+void ImportTest::aNameThatDoesNotFitIsInTheToolTip()
 {
-    WorkflowSetting setting;
-    const QString tall = setting.file(QStringLiteral("a\nname\nof\nmany\nlines\nand\nmore\n.mp4"));
-    setting.probe.addDamagedFiles({tall}, true);
-    QCOMPARE(setting.probe.importRows().size(), 1);
-    setting.probe.addDamagedFiles(setting.files(150), true);
-    ListCheck check(setting);
-    QCOMPARE(check.problem(), QString());
-    QScrollBar *bar = setting.list(1)->verticalScrollBar();
-    for (int part = 1; part <= 10; ++part) {
-        bar->setValue(bar->maximum() * part / 10);
-        QCOMPARE(check.problem(), QString());
-    }
+    LineLabel label(QStringLiteral("a name\nof <b>two</b> lines"));
+    label.resize(label.sizeHint());
+    label.show();
+    const auto askForTip = [&label] {
+        QHelpEvent help(QEvent::ToolTip, QPoint(2, 2), label.mapToGlobal(QPoint(2, 2)));
+        QCoreApplication::sendEvent(&label, &help);
+        return label.toolTip();
+    };
+    QCOMPARE(askForTip(), QString());
+    QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
+    label.resize(60, label.height());
+    QCOMPARE(askForTip(), QStringLiteral("a name of &lt;b&gt;two&lt;/b&gt; lines"));
+    QCOMPARE(label.text(), QStringLiteral("a name\nof <b>two</b> lines"));
+    QVERIFY(label.minimumSizeHint().width() < 10);
 }
 
 VELLUMIX_WINDOW_TEST_MAIN(ImportTest)

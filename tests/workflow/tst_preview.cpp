@@ -375,7 +375,7 @@ private Q_SLOTS:
             setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")}});
             setting.probe.run().previewSourcePath = setting.file(QStringLiteral("b.mov"));
         }
-        setting.modals.expectMessage(QStringLiteral("Preview Unavailable"),
+        setting.modals.expectWarning(QStringLiteral("Preview Unavailable"),
                                      QStringLiteral("The repaired output file does not exist."));
         setting.probe.showPreviewDialog();
         QCOMPARE(setting.problems(), QString());
@@ -583,7 +583,7 @@ private Q_SLOTS:
                 dialog->reject();
             });
         });
-        setting.modals.expectMessage(
+        setting.modals.expectWarning(
             QStringLiteral("Unable to Open Preview"),
             QStringLiteral("No available player was found, or the file cannot be opened."));
         setting.probe.showPreviewDialog();
@@ -609,8 +609,8 @@ private Q_SLOTS:
             });
         });
         setting.modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target.path()});
-        setting.modals.expectMessage(QStringLiteral("Save Complete"),
-                                     QStringLiteral("Saved 2 file(s) to:\n") + target.path());
+        setting.modals.expectInformation(QStringLiteral("Save Complete"),
+                                         QStringLiteral("Saved 2 file(s) to:\n") + target.path());
         setting.probe.showPreviewDialog();
         QCOMPARE(setting.problems(), QString());
         QCOMPARE(entriesOf(target.path()), (QStringList{QStringLiteral("a_1_repaired.mp4"),

@@ -49,6 +49,19 @@ QStringList repairingBy(const QStringList &lines)
     return script;
 }
 
+/** What each row's button says, "-" in front when it is disabled; empty without one. */
+QStringList rowActions(const WorkflowSetting &setting)
+{
+    QStringList texts;
+    for (const ResultRow *row : setting.probe.resultRows()) {
+        const auto *button = row->findChild<QPushButton *>();
+        texts.append(button == nullptr ? QString()
+                                       : (button->isEnabled() ? QString() : QStringLiteral("-")) +
+                                             button->text());
+    }
+    return texts;
+}
+
 /** Writes down a label's texts, by looking at it before every event. */
 class TextWatch : public QObject
 {
@@ -181,8 +194,8 @@ private Q_SLOTS:
         const QStringList paths = setting.files({QStringLiteral("a.xyz")});
         Modals modals;
         modals.expectFileDialog(QStringLiteral("Select Videos to Repair"), paths);
-        modals.expectMessage(noticeTitle, noticeText(1));
-        modals.expectMessage(waitTitle, waitText);
+        modals.expectWarning(noticeTitle, noticeText(1));
+        modals.expectWarning(waitTitle, waitText);
         // The dialogs run the event loop; the answer must not come in between.
         setting.fault.setScript({QStringLiteral("serve"), QStringLiteral("waitFile go")});
         setting.probe.startRepair(false);
@@ -200,7 +213,7 @@ private Q_SLOTS:
             {QStringLiteral("a.xyz"), QStringLiteral("b.MP4"), QStringLiteral("no suffix")});
         QVERIFY(setting.importFiles(paths));
         Modals modals;
-        modals.expectMessage(noticeTitle, noticeText(2));
+        modals.expectWarning(noticeTitle, noticeText(2));
         QVERIFY(runToEnd(setting));
         QCOMPARE(modals.problems(), QStringList());
         QCOMPARE(setting.probe.run().repairQueue, paths);
@@ -227,7 +240,7 @@ private Q_SLOTS:
         setting.probe.run().sampleFilePath = setting.file(QStringLiteral("sample.mp4"));
         for (const bool advanced : {false, true}) {
             Modals modals;
-            modals.expectMessage(waitTitle, waitText);
+            modals.expectWarning(waitTitle, waitText);
             setting.probe.startRepair(advanced);
             QCOMPARE(modals.problems(), QStringList());
             QVERIFY(!setting.probe.repairRunning());
@@ -250,16 +263,12 @@ private Q_SLOTS:
         WorkflowSetting setting(WorkflowSetting::goodScript());
         QVERIFY(setting.importFiles(setting.files({QStringLiteral("a.xyz")})));
         setting.probe.metadataLoading() = loading;
-        QStringList titles;
-        {
-            // What follows the notice asks for the sample; that is closed, whatever it is.
-            Modals modals;
-            modals.expectMessage(noticeTitle, noticeText(1));
-            setting.probe.startRepair(true);
-            titles = modals.titles();
-        }
-        QCOMPARE(titles.first(), noticeTitle);
-        QVERIFY(!titles.contains(waitTitle));
+        Modals modals;
+        modals.expectWarning(noticeTitle, noticeText(1));
+        modals.expect([](QDialog *dialog) { dialog->reject(); });
+        setting.probe.startRepair(true);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(modals.titles(), (QStringList{noticeTitle, QStringLiteral("Add Sample Video")}));
         QVERIFY(!setting.probe.repairRunning());
         QVERIFY(setting.probe.run().repairQueue.isEmpty());
         QCOMPARE(setting.log(QStringLiteral("startRepair")), QStringList());
@@ -285,6 +294,71 @@ private Q_SLOTS:
         QVERIFY(!setting.probe.run().advancedRun);
         QVERIFY(setting.waitUntilIdle());
         QCOMPARE(setting.probe.run().itemStatuses, QStringList{oneOutput});
+    }
+
+    void theButtonAsksForTheSampleInAdvancedMode_data()
+    {
+        QTest::addColumn<bool>("hasSample");
+        QTest::newRow("no sample yet") << false;
+        QTest::newRow("a sample of before") << true;
+    }
+
+    void theButtonAsksForTheSampleInAdvancedMode()
+    {
+        QFETCH(const bool, hasSample);
+        WorkflowSetting setting(WorkflowSetting::goodScript());
+        QVERIFY(setting.importFiles(setting.files(1)));
+        if (hasSample)
+            setting.probe.run().sampleFilePath = setting.file(QStringLiteral("sample.mp4"));
+        setting.probe.advancedModeCheck()->click();
+        Modals modals;
+        modals.expect([](QDialog *dialog) { dialog->reject(); });
+        QTest::mouseClick(setting.probe.repairButton(), Qt::LeftButton);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(modals.titles(), QStringList{QStringLiteral("Add Sample Video")});
+        QVERIFY(!setting.probe.repairRunning());
+    }
+
+    void aRepairThatTakesTooLongFails()
+    {
+        QStringList script = WorkflowSetting::goodScript();
+        script.insert(1, QStringLiteral("when damagedPath a.mp4: forever"));
+        WorkflowSetting setting(script);
+        QVERIFY(
+            setting.importFiles(setting.files({QStringLiteral("a.mp4"), QStringLiteral("b.mp4")})));
+        QCOMPARE(setting.probe.makeRepairRequest().timeoutSeconds, 900);
+        setting.probe.repairTimeoutSeconds() = 2;
+        QVERIFY(runToEnd(setting));
+        QCOMPARE(setting.probe.run().itemStatuses, (QStringList{quickFailure, oneOutput}));
+        QCOMPARE(rowActions(setting),
+                 (QStringList{QStringLiteral("Advanced Repair"), QStringLiteral("Preview")}));
+        QVERIFY(setting.fault.leftovers().isEmpty());
+    }
+
+    void anOutputThatTwoItemsReportIsThereOnce()
+    {
+        RunState run;
+        run.begin({QStringLiteral("/a.mp4"), QStringLiteral("/b.mp4")}, false);
+        run.addOutput(QStringLiteral("/out.mp4"), QStringLiteral("/a.mp4"));
+        run.addOutput(QStringLiteral("/out.mp4"), QStringLiteral("/b.mp4"));
+        run.addOutput(QStringLiteral("/OUT.mp4"), QStringLiteral("/b.mp4"));
+        QCOMPARE(run.outputFiles,
+                 (QStringList{QStringLiteral("/out.mp4"), QStringLiteral("/OUT.mp4")}));
+        QCOMPARE(run.outputSources,
+                 (QStringList{QStringLiteral("/a.mp4"), QStringLiteral("/b.mp4")}));
+        QCOMPARE(run.outputCount(QStringLiteral("/a.mp4")), 1);
+        QCOMPARE(run.outputCount(QStringLiteral("/b.mp4")), 1);
+    }
+
+    void aRunOfOneFileIsCompletedAndThenGenerated()
+    {
+        WorkflowSetting setting(WorkflowSetting::goodScript());
+        QVERIFY(setting.importFiles(setting.files(1)));
+        const TextWatch watch(*setting.probe.progressLabel());
+        QVERIFY(runToEnd(setting));
+        QCOMPARE(watch.texts(), (QStringList{QString(), QStringLiteral("Processing..."),
+                                             QStringLiteral("Completed 1/1"), QString(),
+                                             QStringLiteral("Generated 1 output file(s)")}));
     }
 
     void aStartForgetsTheLastRun()
@@ -428,8 +502,9 @@ private Q_SLOTS:
             {QStringLiteral("a.MOV"), QStringLiteral("no suffix"), QStringLiteral("b.tar.mkv")});
         QVERIFY(setting.importFiles(paths));
         Modals modals;
-        modals.expectMessage(noticeTitle, noticeText(1));
+        modals.expectWarning(noticeTitle, noticeText(1));
         QVERIFY(runToEnd(setting));
+        QCOMPARE(modals.problems(), QStringList());
         const QStringList outputs = plannedOutputs(setting);
         QCOMPARE(outputs.size(), 3);
         const QStringList suffixes{QStringLiteral("MOV"), QStringLiteral("mp4"),
@@ -475,6 +550,8 @@ private Q_SLOTS:
         QCOMPARE(setting.probe.progressLabel()->text(),
                  QStringLiteral("Generated 4 output file(s)"));
         QCOMPARE(setting.probe.summaryLabel()->text(), QStringLiteral("All Videos       2/2"));
+        QCOMPARE(rowActions(setting),
+                 (QStringList{QStringLiteral("Preview"), QStringLiteral("Preview")}));
     }
 
     void aSuccessNeedsAnOutput_data()
@@ -505,6 +582,7 @@ private Q_SLOTS:
         QVERIFY(setting.probe.resultThumbs().isEmpty());
         QCOMPARE(setting.probe.progressLabel()->text(),
                  QStringLiteral("Generated 0 output file(s)"));
+        QCOMPARE(rowActions(setting), QStringList{QStringLiteral("Advanced Repair")});
     }
 
     void repairsFail_data()

@@ -2,6 +2,7 @@
 #include "tests/support/Modals.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WorkflowSetting.h"
+#include "ui/PreviewCard.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
@@ -79,6 +80,30 @@ QString expectedRow(int number, const QString &status, const QString &style,
         texts.append(action);
     return texts.join(QLatin1Char('|'));
 }
+
+/** Writes down each text that a label is given, however soon the next takes its place. */
+class TextLayout : public QVBoxLayout
+{
+public:
+    /** Takes the label over. */
+    TextLayout(QWidget *parent, QLabel *watchedLabel) : QVBoxLayout(parent), label(watchedLabel)
+    {
+        addWidget(label);
+        label->show();
+    }
+
+    void invalidate() override
+    {
+        if (texts.isEmpty() || texts.last() != label->text())
+            texts.append(label->text());
+        QVBoxLayout::invalidate();
+    }
+
+    QStringList texts;
+
+private:
+    QLabel *label;
+};
 
 const QString previewAction = QStringLiteral("Preview#OutlineButton");
 const QString advancedAction = QStringLiteral("Advanced Repair#BlueButton");
@@ -222,8 +247,8 @@ private Q_SLOTS:
         QCOMPARE(texts->direction(), QBoxLayout::TopToBottom);
         QCOMPARE(texts->spacing(), 8);
         QCOMPARE(layoutText(*texts),
-                 (QStringList{QStringLiteral("QLabel#ResultName 'clip 0.mp4'"),
-                              QStringLiteral("QLabel#ResultStatus '%1'").arg(succeeded)}));
+                 (QStringList{QStringLiteral("LineLabel#ResultName 'clip 0.mp4'"),
+                              QStringLiteral("LineLabel#ResultStatus '%1'").arg(succeeded)}));
         QVERIFY(!row.findChild<QLabel *>(QStringLiteral("ResultName"))->wordWrap());
     }
 
@@ -323,7 +348,14 @@ private Q_SLOTS:
         succeed(run, 0, 2);
         fail(run, 1);
         succeed(run, 2);
+        QWidget holder;
+        const auto *watch = new TextLayout(&holder, setting.probe.summaryLabel());
+        holder.show();
         setting.probe.showResultPage(2, 1, advanced);
+        QCOMPARE(watch->texts.mid(watch->texts.size() - 2),
+                 (QStringList{advanced ? QStringLiteral("Advanced Done       2/3")
+                                       : QStringLiteral("Quick Done       2/3"),
+                              QStringLiteral("All Videos       2/3")}));
         QCOMPARE(setting.log(),
                  QStringList{QStringLiteral("INFO showResultPage collected outputs="
                                             "/out/0/0.mp4|/out/0/1.mp4|/out/2/0.mp4")});
@@ -374,12 +406,48 @@ private Q_SLOTS:
         setting.probe.showPage(2);
         setting.probe.refreshResultList();
         Modals modals;
-        QTest::mouseClick(rowButton(setting, 2), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(run.previewSourcePath, path(2), 30000);
-        QTest::mouseClick(rowButton(setting, 0), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(run.previewSourcePath, path(0), 30000);
-        QTest::mouseClick(setting.probe.previewButton(), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(run.previewSourcePath, QString(), 30000);
+        QString shown;
+        const auto press = [&](QPushButton *button) {
+            modals.expect([&](QDialog *dialog) {
+                shown = dialog->windowTitle() +
+                        QString::number(dialog->findChildren<PreviewCard *>().size());
+                dialog->reject();
+            });
+            QTest::mouseClick(button, Qt::LeftButton);
+        };
+        press(rowButton(setting, 2));
+        QTRY_COMPARE_WITH_TIMEOUT(shown, QStringLiteral("clip 2.mp4  (0.00 MB)1"), 30000);
+        QCOMPARE(run.previewSourcePath, path(2));
+        press(rowButton(setting, 0));
+        QTRY_COMPARE_WITH_TIMEOUT(shown, QStringLiteral("clip 0.mp4  (0.00 MB)1"), 30000);
+        QCOMPARE(run.previewSourcePath, path(0));
+        press(setting.probe.previewButton());
+        QTRY_COMPARE_WITH_TIMEOUT(shown, QStringLiteral("clip 0.mp4  (0.00 MB)2"), 30000);
+        QCOMPARE(run.previewSourcePath, QString());
+        QCOMPARE(modals.problems(), QStringList());
+    }
+
+    void bothSaveButtonsSaveWhatThereIs()
+    {
+        WorkflowSetting setting;
+        RunState &run = setting.probe.run();
+        run.begin(paths(2), false);
+        Modals modals;
+        QStringList expected;
+        const auto press = [&](QPushButton *button, const QString &title) {
+            modals.expect([](QDialog *dialog) { dialog->reject(); });
+            expected.append(title);
+            QTest::mouseClick(button, Qt::LeftButton);
+        };
+        for (const QString &title :
+             {QStringLiteral("Save Repaired Video"), QStringLiteral("Select Save Folder")}) {
+            succeed(run, run.outputFiles.isEmpty() ? 0 : 1);
+            setting.probe.refreshResultList();
+            press(setting.probe.saveButton(), title);
+            press(setting.probe.saveAllButton(), title);
+        }
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(modals.titles(), expected);
     }
 
     void aFailedRowLeadsToAdvancedRepair()
@@ -391,9 +459,14 @@ private Q_SLOTS:
         setting.probe.showPage(2);
         setting.probe.refreshResultList();
         QVERIFY(!setting.probe.advancedModeCheck()->isChecked());
+        setting.probe.damagedFilePath() = path(1);
         Modals modals;
+        modals.expect([](QDialog *dialog) { dialog->reject(); });
         QTest::mouseClick(rowButton(setting, 1), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(setting.probe.page(), 1, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(modals.titles(), QStringList{QStringLiteral("Add Sample Video")},
+                                  30000);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(setting.probe.page(), 1);
         QVERIFY(setting.probe.advancedModeCheck()->isChecked());
         QVERIFY(!setting.probe.repairRunning());
     }
@@ -568,6 +641,9 @@ private Q_SLOTS:
     }
 
     void listsOfAnyLengthScrollAsIfAllRowsWereThere();
+
+private:
+    static void compareWithFreshList(WorkflowSetting &setting);
 };
 
 namespace {
@@ -734,6 +810,25 @@ void doSomething(WorkflowSetting &setting, QRandomGenerator &random)
 
 } // namespace
 
+void ResultsTest::compareWithFreshList(WorkflowSetting &setting)
+{
+    MainWindow fresh;
+    WindowProbe freshProbe(fresh);
+    fresh.resize(setting.window.size());
+    fresh.show();
+    freshProbe.run() = setting.probe.run();
+    freshProbe.sourceThumbs() = setting.probe.sourceThumbs();
+    freshProbe.resultThumbs() = setting.probe.resultThumbs();
+    freshProbe.showPage(2);
+    freshProbe.refreshResultList();
+    WorkflowSetting::settle();
+    auto *freshList = freshProbe.pageWidget(2)->findChild<QScrollArea *>();
+    QCOMPARE(freshList->widget()->size(), setting.list(2)->widget()->size());
+    freshList->verticalScrollBar()->setValue(setting.list(2)->verticalScrollBar()->value());
+    WorkflowSetting::settle();
+    QCOMPARE(setting.list(2)->grab().toImage(), freshList->grab().toImage());
+}
+
 void ResultsTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
 {
     WorkflowSetting setting;
@@ -749,6 +844,8 @@ void ResultsTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
             continue;
         const QString problem = check.problem();
         QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("%1: %2").arg(step).arg(problem)));
+        if (step % 45 == 0)
+            compareWithFreshList(setting);
     }
 }
 

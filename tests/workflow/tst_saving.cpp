@@ -1,4 +1,5 @@
 #include "tests/support/FaultFolder.h"
+#include "tests/support/LogTail.h"
 #include "tests/support/Modals.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
@@ -9,6 +10,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QUrl>
 
@@ -16,6 +19,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <utility>
 
 /** Takes what the desktop would be asked to open. */
@@ -137,7 +141,7 @@ private Q_SLOTS:
     void nothingToSave()
     {
         Setting setting;
-        setting.modals.expectMessage(QStringLiteral("Unable to Save"),
+        setting.modals.expectWarning(QStringLiteral("Unable to Save"),
                                      QStringLiteral("The repaired output file does not exist."));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
@@ -177,8 +181,8 @@ private Q_SLOTS:
         const QString output = setting.addOutput(QStringLiteral("clip.MOV"), "repaired");
         const QString target = setting.path(QStringLiteral("saved/my film.mp4"));
         setting.modals.expectFileDialog(saveTitle(), {target});
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved to:\n") +
-                                                     QDir::toNativeSeparators(target));
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved to:\n") +
+                                                         QDir::toNativeSeparators(target));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(readFile(target), QByteArray("repaired"));
@@ -194,7 +198,7 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(output));
         const QString target = setting.path(QStringLiteral("saved/a.mp4"));
         setting.modals.expectFileDialog(saveTitle(), {target});
-        setting.modals.expectMessage(failed(), QStringLiteral("Unable to write the target file."));
+        setting.modals.expectWarning(failed(), QStringLiteral("Unable to write the target file."));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(setting.saved(), QStringList());
@@ -210,8 +214,8 @@ private Q_SLOTS:
         writeFile(setting.path(QStringLiteral("saved/a_2_repaired.mp4")), "from an earlier time");
         const QString folder = setting.path(QStringLiteral("saved"));
         setting.modals.expectFileDialog(folderTitle(), {folder});
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved 3 file(s) to:\n") +
-                                                     QDir::toNativeSeparators(folder));
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved 3 file(s) to:\n") +
+                                                         QDir::toNativeSeparators(folder));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(setting.saved(), (QStringList{QStringLiteral("a_1_repaired.mp4"),
@@ -251,8 +255,8 @@ private Q_SLOTS:
         setting.addOutput(QStringLiteral("c.mov"), "c3");
         const QString folder = setting.path(QStringLiteral("saved"));
         setting.modals.expectFileDialog(folderTitle(), {folder});
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved 2 file(s) to:\n") +
-                                                     QDir::toNativeSeparators(folder));
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved 2 file(s) to:\n") +
+                                                         QDir::toNativeSeparators(folder));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(setting.saved(), (QStringList{QStringLiteral("a_1_repaired.mp4"),
@@ -265,7 +269,7 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(setting.addOutput(QStringLiteral("a.mov"), "a1")));
         QVERIFY(QFile::remove(setting.addOutput(QStringLiteral("b.mov"), "b2")));
         setting.modals.expectFileDialog(folderTitle(), {setting.path(QStringLiteral("saved"))});
-        setting.modals.expectMessage(failed(),
+        setting.modals.expectWarning(failed(),
                                      QStringLiteral("Unable to write to the target folder."));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
@@ -278,8 +282,8 @@ private Q_SLOTS:
         const QString target = setting.path(QStringLiteral("saved/old.mp4"));
         writeFile(target, "old");
         CopyProgress progress;
-        // A folder opens, and cannot be read.
-        const QString source = setting.path(QStringLiteral("films"));
+        // This opens, and cannot be read.
+        const QString source = QStringLiteral("/proc/self/mem");
         QCOMPARE(copyFiles({{.source = source, .target = target}}, progress), 0);
         QCOMPARE(setting.saved(), QStringList());
         writeFile(setting.path(QStringLiteral("data/x.mp4")), "new");
@@ -289,13 +293,94 @@ private Q_SLOTS:
                  0);
     }
 
+    void aFileIsNotCopiedOntoItself_data()
+    {
+        QTest::addColumn<bool>("isHardLink");
+        QTest::newRow("by its own path") << false;
+        QTest::newRow("by another path") << true;
+    }
+
     void aFileIsNotCopiedOntoItself()
     {
+        QFETCH(const bool, isHardLink);
         Setting setting;
         const QString output = setting.addOutput(QStringLiteral("a.mov"), "the only one");
+        const QString target = isHardLink ? setting.path(QStringLiteral("saved/link")) : output;
+        if (isHardLink)
+            std::filesystem::create_hard_link(output.toStdString(), target.toStdString());
         CopyProgress progress;
-        QCOMPARE(copyFiles({{.source = output, .target = output}}, progress), 1);
+        QCOMPARE(copyFiles({{.source = output, .target = target}}, progress), 1);
         QCOMPARE(readFile(output), QByteArray("the only one"));
+        QCOMPARE(progress.state().done, progress.state().total);
+    }
+
+    void aNameMayBeAsLongAsNamesCanBe()
+    {
+        Setting setting;
+        const QString output = setting.addOutput(QStringLiteral("a.mov"), "repaired");
+        const QString name = QString(251, u'n') + QStringLiteral(".mp4");
+        CopyProgress progress;
+        QCOMPARE(
+            copyFiles({{.source = output, .target = setting.path(QStringLiteral("saved/") + name)}},
+                      progress),
+            1);
+        QCOMPARE(setting.saved(), QStringList{name});
+        QCOMPARE(setting.savedContent(name), QByteArray("repaired"));
+    }
+
+    void oneOutputReplacesWhatIsThere_data()
+    {
+        QTest::addColumn<bool>("isOutputThere");
+        QTest::newRow("replaced") << true;
+        QTest::newRow("the copy fails, and the old file is gone too") << false;
+    }
+
+    void oneOutputReplacesWhatIsThere()
+    {
+        QFETCH(const bool, isOutputThere);
+        Setting setting;
+        const QString output = setting.addOutput(QStringLiteral("a.mov"), "new");
+        const QString target = setting.path(QStringLiteral("saved/a.mp4"));
+        writeFile(target, "old");
+        if (!isOutputThere)
+            QVERIFY(QFile::remove(output));
+        setting.modals.expectFileDialog(saveTitle(), {target});
+        // The file dialog's own question.
+        setting.modals.expect([](QDialog *dialog) {
+            const auto *box = qobject_cast<QMessageBox *>(dialog);
+            QVERIFY(box != nullptr);
+            box->button(QMessageBox::Yes)->click();
+        });
+        if (isOutputThere)
+            setting.modals.expectInformation(complete(), QStringLiteral("Saved to:\n") +
+                                                             QDir::toNativeSeparators(target));
+        else
+            setting.modals.expectWarning(failed(),
+                                         QStringLiteral("Unable to write the target file."));
+        setting.probe.saveResults();
+        QCOMPARE(setting.modals.problems().join(u'\n'), QString());
+        QCOMPARE(setting.savedContent(QStringLiteral("a.mp4")),
+                 isOutputThere ? QByteArray("new") : QByteArray());
+        QCOMPARE(setting.saved().isEmpty(), !isOutputThere);
+    }
+
+    void withoutASourceTheCurrentFileGivesTheName()
+    {
+        Setting setting;
+        setting.addOutput(QStringLiteral("a.mov"), "a1");
+        setting.addOutput(QStringLiteral("b.mov"), "b2");
+        setting.probe.run().outputSources.removeLast();
+        const QString folder = setting.path(QStringLiteral("saved"));
+        setting.modals.expectFileDialog(folderTitle(), {folder});
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved 2 file(s) to:\n") +
+                                                         QDir::toNativeSeparators(folder));
+        const LogTail tail;
+        setting.probe.saveResults();
+        QCOMPARE(setting.modals.problems().join(u'\n'), QString());
+        QCOMPARE(setting.saved(), (QStringList{QStringLiteral("a_1_repaired.mp4"),
+                                               QStringLiteral("first_2_repaired.mp4")}));
+        // Nothing of it is logged.
+        QCOMPARE(tail.texts(), QStringList());
     }
 
     void aCancelledCopyLeavesNothing()
@@ -325,12 +410,61 @@ private Q_SLOTS:
             output.write("all of it");
             output.end();
         });
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved to:\n") +
-                                                     QDir::toNativeSeparators(target));
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved to:\n") +
+                                                         QDir::toNativeSeparators(target));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(text, QStringLiteral("Copying clip.mp4\n0.00 MB of 0.00 MB"));
         QCOMPARE(readFile(target), QByteArray("all of it"));
+    }
+
+    void theDialogTellsHowMuchOfAllIsCopied()
+    {
+        Setting setting;
+        setting.addOutput(QStringLiteral("a.mov"), QByteArray(3 * 1024 * 1024, 'a'));
+        SlowOutput output(setting, QStringLiteral("b.mov"));
+        setting.addOutput(QStringLiteral("c.mov"), QByteArray(1024 * 1024, 'c'));
+        const QString folder = setting.path(QStringLiteral("saved"));
+        setting.modals.expectFileDialog(folderTitle(), {folder});
+        QString text;
+        int value = 0;
+        setting.modals.expect([&](QDialog *dialog) {
+            text = dialog->findChild<QLabel *>()->text();
+            const auto *bar = dialog->findChild<QProgressBar *>();
+            value = 100 * bar->value() / bar->maximum();
+            output.end();
+        });
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved 3 file(s) to:\n") +
+                                                         QDir::toNativeSeparators(folder));
+        setting.probe.saveResults();
+        QCOMPARE(setting.modals.problems().join(u'\n'), QString());
+        QCOMPARE(text, QStringLiteral("Copying b_2_repaired.mp4\n3.00 MB of 4.00 MB"));
+        QCOMPARE(value, 75);
+    }
+
+    void aCancelIsShownUntilTheCopiesHaveEnded()
+    {
+        Setting setting;
+        setting.window.show();
+        SlowOutput output(setting, QStringLiteral("clip.mov"));
+        setting.modals.expectFileDialog(saveTitle(),
+                                        {setting.path(QStringLiteral("saved/clip.mp4"))});
+        QString text;
+        bool isVisible = false;
+        setting.modals.expect([&](QDialog *dialog) {
+            // Whatever way it is closed by.
+            dialog->close();
+            QCoreApplication::processEvents();
+            isVisible = dialog->isVisible();
+            text = dialog->findChild<QLabel *>()->text();
+            QVERIFY(!dialog->findChild<QPushButton *>()->isEnabled());
+            output.end();
+        });
+        setting.probe.saveResults();
+        QCOMPARE(setting.modals.problems().join(u'\n'), QString());
+        QVERIFY(isVisible);
+        QCOMPARE(text, QStringLiteral("Cancelling..."));
+        QCOMPARE(setting.saved(), QStringList());
     }
 
     void aLongCopyMayBeCancelled()
@@ -364,8 +498,8 @@ private Q_SLOTS:
             dialog->findChild<QPushButton *>()->click();
             output.end();
         });
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved 1 file(s) to:\n") +
-                                                     QDir::toNativeSeparators(folder));
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved 1 file(s) to:\n") +
+                                                         QDir::toNativeSeparators(folder));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(setting.saved(), QStringList{QStringLiteral("a_1_repaired.mp4")});
@@ -375,23 +509,29 @@ private Q_SLOTS:
     {
         Setting setting;
         SlowOutput output(setting, QStringLiteral("clip.mov"));
-        setting.modals.expectFileDialog(saveTitle(),
-                                        {setting.path(QStringLiteral("saved/clip.mp4"))});
         int beats = 0;
         QTimer heart;
         connect(&heart, &QTimer::timeout, this, [&beats] { ++beats; });
-        setting.modals.expect([&](QDialog *) {
+        heart.start(5);
+        setting.modals.expect([&](QDialog *dialog) {
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))
+                ->setText(setting.path(QStringLiteral("saved/clip.mp4")));
+            QMetaObject::invokeMethod(dialog, "accept");
             beats = 0;
+        });
+        int beatsOfQuietWait = 0;
+        setting.modals.expect([&](QDialog *) {
+            beatsOfQuietWait = std::exchange(beats, 0);
             // From here on only the window's own loop runs; when it has, the copy may end.
             QTimer::singleShot(200, &setting.window, [&output] { output.end(); });
         });
-        setting.modals.expectMessage(complete(), QStringLiteral("Saved to:\n") +
-                                                     QDir::toNativeSeparators(setting.path(
-                                                         QStringLiteral("saved/clip.mp4"))));
-        heart.start(5);
+        setting.modals.expectInformation(complete(), QStringLiteral("Saved to:\n") +
+                                                         QDir::toNativeSeparators(setting.path(
+                                                             QStringLiteral("saved/clip.mp4"))));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
-        QVERIFY(beats > 0);
+        QVERIFY2(beatsOfQuietWait > 5, qPrintable(QString::number(beatsOfQuietWait)));
+        QVERIFY2(beats > 5, qPrintable(QString::number(beats)));
     }
 
     void progressCountsBytesOverAllFiles()
