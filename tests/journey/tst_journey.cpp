@@ -1,16 +1,7 @@
-#include "tests/support/FaultFolder.h"
+#include "tests/journey/Journey.h"
 #include "tests/support/Footage.h"
-#include "tests/support/Modals.h"
-#include "tests/support/TestCase.h"
-#include "tests/support/WindowProbe.h"
 
-#include <QDesktopServices>
-#include <QDir>
-#include <QDropEvent>
-#include <QLabel>
-#include <QMimeData>
-#include <QPushButton>
-#include <QUrl>
+using namespace Journey;
 
 /**
  * The main job as a person does it: real window on a real display, the local service, damaged
@@ -20,13 +11,7 @@ class JourneyTest : public TestCase
 {
     Q_OBJECT
 
-public Q_SLOTS:
-    /** Takes the folders that the desktop would be asked to show. */
-    void takeUrl(const QUrl &url) { openedUrls.append(url); }
-
 private:
-    static constexpr int longMs = 55000;
-
     static QString demo(const QString &name) { return QStringLiteral(VELLUMIX_DEMO "/") + name; }
 
     static QStringList damagedNames()
@@ -45,46 +30,12 @@ private:
         return paths;
     }
 
-    static QPushButton *buttonOf(const MainWindow &window, const QString &text)
-    {
-        const auto buttons = window.findChildren<QPushButton *>();
-        for (QPushButton *button : buttons) {
-            if (button->text() == text && button->isVisible())
-                return button;
-        }
-        return nullptr;
-    }
-
-    static void press(const MainWindow &window, const QString &text)
-    {
-        QPushButton *button = buttonOf(window, text);
-        QVERIFY2(button != nullptr && button->isEnabled(), qPrintable(text));
-        QTest::mouseClick(button, Qt::LeftButton);
-    }
-
-    static void drop(MainWindow &window, const QStringList &paths)
-    {
-        QList<QUrl> urls;
-        for (const QString &path : paths)
-            urls.append(QUrl::fromLocalFile(path));
-        QMimeData data;
-        data.setUrls(urls);
-        auto *panel = window.findChild<QWidget *>(QStringLiteral("UploadPanel"));
-        QDragEnterEvent enter(panel->rect().center(), Qt::CopyAction, &data, Qt::LeftButton,
-                              Qt::NoModifier);
-        QCoreApplication::sendEvent(panel, &enter);
-        QDropEvent event(panel->rect().center(), Qt::CopyAction, &data, Qt::LeftButton,
-                         Qt::NoModifier);
-        QCoreApplication::sendEvent(panel, &event);
-        QVERIFY(event.isAccepted());
-    }
-
     static QString decodeErrors(const QString &path)
     {
         return QString::fromUtf8(Footage::decodeErrors(path));
     }
 
-    QList<QUrl> openedUrls;
+    Journey::Desktop desktop;
 
 private Q_SLOTS:
     void initTestCase()
@@ -92,7 +43,6 @@ private Q_SLOTS:
         QVERIFY(
             QFile::link(QStringLiteral(VELLUMIX_SERVICE_ROOT),
                         QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService")));
-        QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "takeUrl");
     }
 
     void severalFilesFromTheDialogToTheFolder()
@@ -110,16 +60,31 @@ private Q_SLOTS:
                                  longMs);
         // All but the one without its parameters have a picture.
         QCOMPARE(probe.sourceThumbs().size(), 4);
-        QVERIFY(probe.damagedMetadataText().contains(QStringLiteral("    960x540    No audio")));
+        const QStringList firstRow = labelTexts(*probe.importRows().first());
+        QCOMPARE(firstRow.first(), damagedNames().first());
+        QVERIFY2(firstRow.last().contains(QStringLiteral("    960x540    No audio")),
+                 qPrintable(firstRow.last()));
+        for (const ImportRow *row : probe.importRows())
+            QCOMPARE(row->content().thumbPath.isEmpty(),
+                     row->content().fileName == damagedNames().last());
 
         press(window, QStringLiteral("Repair"));
         QCOMPARE(probe.page(), 2);
+        QCOMPARE(resultRows(probe).last(), damagedNames().last() + QStringLiteral("|Waiting|"));
+        QTRY_VERIFY_WITH_TIMEOUT(resultRows(probe).first().endsWith(QStringLiteral("|Repairing|")),
+                                 longMs);
         QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning() && probe.pendingThumbs().isEmpty(), longMs);
         const QString done = QStringLiteral("Repair succeeded, 1 output file(s)");
         QCOMPARE(probe.run().itemStatuses,
                  (QStringList{done, done, done, done,
                               QStringLiteral("Quick repair failed. Try Advanced Repair with a "
                                              "sample video.")}));
+        QCOMPARE(resultRows(probe).first(),
+                 damagedNames().first() + u'|' + done + QStringLiteral("|Preview"));
+        QCOMPARE(resultRows(probe).last(),
+                 damagedNames().last() +
+                     QStringLiteral("|Quick repair failed. Try Advanced Repair with a sample "
+                                    "video.|Advanced Repair"));
         QCOMPARE(probe.summaryLabel()->text(), QStringLiteral("All Videos       4/5"));
         QCOMPARE(probe.resultThumbs().size(), 4);
 
@@ -139,12 +104,12 @@ private Q_SLOTS:
             QCOMPARE(readFile(copy), readFile(probe.run().outputFiles[i]));
             QCOMPARE(decodeErrors(copy), QString());
         }
-        QCOMPARE(openedUrls, QList<QUrl>{QUrl::fromLocalFile(target.path())});
+        QCOMPARE(desktop.opened, QStringList{target.path()});
     }
 
     void oneFileDroppedRepairedAndSaved()
     {
-        openedUrls.clear();
+        desktop.opened.clear();
         const QTemporaryDir folder;
         const QString damaged = folder.filePath(QStringLiteral("my %1 film.mp4"));
         QVERIFY(QFile::copy(demo(QStringLiteral("Birthday cut off.mp4")), damaged));
@@ -153,7 +118,7 @@ private Q_SLOTS:
         window.show();
         WindowProbe probe(window);
         Modals modals;
-        drop(window, {damaged});
+        dropOnImportPage(window, {damaged});
         QCOMPARE(probe.page(), 1);
         QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading(), longMs);
         press(window, QStringLiteral("Repair"));
@@ -168,7 +133,7 @@ private Q_SLOTS:
         QCOMPARE(readFile(target), readFile(probe.run().outputFiles.value(0)));
         QCOMPARE(decodeErrors(target), QString());
         QCOMPARE(readFile(damaged), before);
-        QCOMPARE(openedUrls, QList<QUrl>{QUrl::fromLocalFile(folder.path())});
+        QCOMPARE(desktop.opened, QStringList{folder.path()});
 
         press(window, QStringLiteral("Remove All"));
         QCOMPARE(probe.page(), 0);
@@ -194,7 +159,7 @@ private Q_SLOTS:
         window.show();
         WindowProbe probe(window);
         Modals modals;
-        drop(window, damaged);
+        dropOnImportPage(window, damaged);
         QCOMPARE(probe.damagedFiles(), damaged);
         QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading() && probe.pendingThumbs().isEmpty(),
                                  longMs);
@@ -222,11 +187,135 @@ private Q_SLOTS:
         }
     }
 
-    void cleanupTestCase()
+    void advancedModeByTheCheckBoxWithATypedSample()
     {
-        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-        QVERIFY(Workers::awaitAll(std::chrono::seconds(30)));
+        MainWindow window;
+        window.show();
+        WindowProbe probe(window);
+        dropOnImportPage(window, {demo(QStringLiteral("Birthday cut off.mp4"))});
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading(), longMs);
+        QTest::mouseClick(probe.advancedModeCheck(), Qt::LeftButton, {}, QPoint(10, 10));
+        QVERIFY(probe.advancedModeCheck()->isChecked());
+        Modals modals;
+        const QString sample = demo(QStringLiteral("Sample from the same camera.mp4"));
+        modals.expect([&](QDialog *dialog) {
+            QTest::keyClicks(dialog->focusWidget(), sample);
+            QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
+        });
+        QStringList lines;
+        modals.expect([&](QDialog *dialog) {
+            lines = comparisonLines(*dialog);
+            QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
+        });
+        press(window, QStringLiteral("Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(probe.run().advancedRun, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(lines.size(), 7);
+        QCOMPARE(lines[0], QStringLiteral("Format|.mp4|.mp4"));
+        QCOMPARE(lines[1], QStringLiteral("Codec|h264|h264"));
+        QCOMPARE(lines[2], QStringLiteral("Manufacturer|/|/"));
+        QVERIFY2(lines[4].endsWith(u'!'), qPrintable(lines[4]));
+        QCOMPARE(lines[5], QStringLiteral("Frame Rate|25.000|25.000"));
+        QCOMPARE(lines[6], QStringLiteral("Resolution|960x540|960x540"));
+        QCOMPARE(probe.page(), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning(), longMs);
+        QCOMPARE(resultRows(probe),
+                 QStringList{QStringLiteral("Birthday cut off.mp4|Advanced repair failed.|")});
     }
+
+    void advancedRepairOfAFailedRowWithADroppedSample()
+    {
+        MainWindow window;
+        window.show();
+        WindowProbe probe(window);
+        const QString wedding = QStringLiteral("Wedding never closed.mp4");
+        dropOnImportPage(window, {demo(wedding)});
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading(), longMs);
+        press(window, QStringLiteral("Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning(), longMs);
+        Modals modals;
+        const QString sample = demo(QStringLiteral("Sample from the same camera.mp4"));
+        modals.expect([&](QDialog *dialog) {
+            drop(dialog->findChild<DropLineEdit *>(), {sample});
+            press(*dialog, QStringLiteral("OK"));
+        });
+        QStringList lines;
+        modals.expect([&](QDialog *dialog) {
+            lines = comparisonLines(*dialog);
+            dialog->reject();
+        });
+        press(window, QStringLiteral("Advanced Repair"));
+        QTRY_COMPARE_WITH_TIMEOUT(lines.size(), 7, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        // Nothing is known of the damaged file but its name.
+        QCOMPARE(lines[1], QStringLiteral("Codec|/|h264!"));
+        QCOMPARE(lines[6], QStringLiteral("Resolution|/|960x540!"));
+        QCOMPARE(probe.page(), 1);
+        QVERIFY(probe.advancedModeCheck()->isChecked());
+        QVERIFY(!probe.run().advancedRun);
+        QCOMPARE(probe.run().sampleFilePath, sample);
+    }
+
+    void previewAndAdvancedRepairFromItWithABrowsedSample()
+    {
+        desktop.opened.clear();
+        MainWindow window;
+        window.show();
+        WindowProbe probe(window);
+        dropOnImportPage(window, {demo(QStringLiteral("Birthday cut off.mp4")),
+                                  demo(QStringLiteral("Concert cut off.mkv"))});
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading(), longMs);
+        press(window, QStringLiteral("Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning() && probe.pendingThumbs().isEmpty(), longMs);
+
+        Modals modals;
+        QString title;
+        // One row: its file alone. Played twice, and cut once.
+        modals.expect([&](QDialog *dialog) {
+            title = dialog->windowTitle();
+            QTimer::singleShot(0, dialog, [dialog] {
+                press(*dialog, QStringLiteral("Play 30s Preview"));
+                press(*dialog, QStringLiteral("▶"));
+                dialog->reject();
+            });
+        });
+        press(window, QStringLiteral("Preview"));
+        QTRY_COMPARE_WITH_TIMEOUT(desktop.opened.size(), 2, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        QVERIFY2(title.startsWith(QStringLiteral("Birthday cut off.mp4  (")), qPrintable(title));
+        const QString clip = desktop.opened.first();
+        QCOMPARE(desktop.opened.last(), clip);
+        QCOMPARE(clip, WindowProbe::publicDataPath() + u'/' +
+                           QFileInfo(probe.run().outputFiles.first()).completeBaseName() +
+                           QStringLiteral("_preview_30s.mp4"));
+        QCOMPARE(decodeErrors(clip), QString());
+
+        // All of them, from the footer; and on to an advanced repair.
+        modals.expect([&](QDialog *dialog) {
+            QVERIFY(buttonOf(*dialog, QStringLiteral("Save Video (2)")) != nullptr);
+            pressLater(dialog, QStringLiteral("Advanced Repair"));
+        });
+        const QString sample = demo(QStringLiteral("Sample from the same camera.mp4"));
+        modals.expect([](QDialog *dialog) {
+            QTimer::singleShot(0, dialog, [dialog] {
+                press(*dialog, QStringLiteral("Browse"));
+                press(*dialog, QStringLiteral("OK"));
+            });
+        });
+        modals.expectFileDialog(QStringLiteral("Select Sample Video"), {sample});
+        QStringList lines;
+        modals.expect([&](QDialog *dialog) {
+            lines = comparisonLines(*dialog);
+            dialog->reject();
+        });
+        QTest::mouseClick(probe.previewButton(), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(lines.size(), 7, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(probe.run().sampleFilePath, sample);
+        QCOMPARE(probe.page(), 1);
+    }
+
+    void cleanupTestCase() { QVERIFY(Workers::awaitAll(std::chrono::seconds(30))); }
 };
 
 VELLUMIX_WINDOW_TEST_MAIN(JourneyTest)
