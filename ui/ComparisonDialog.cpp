@@ -1,6 +1,7 @@
 #include "ui/ComparisonDialog.h"
 
 #include "ui/Buttons.h"
+#include "ui/LineLabel.h"
 #include "ui/StyleSheet.h"
 
 #include <QGridLayout>
@@ -12,17 +13,11 @@
 namespace {
 
 constexpr int columns = 3;
-constexpr int longestCellHeight = 96;
-
-/** Shows a few lines at most: a broken file may call its device whatever it likes. */
 QLabel *makeCell(const QString &text, const char16_t *styleSheet)
 {
-    auto *cell = new QLabel(text);
-    cell->setTextFormat(Qt::PlainText);
+    auto *cell = new LineLabel(text);
     cell->setStyleSheet(QString::fromUtf16(styleSheet));
-    cell->setWordWrap(true);
     cell->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    cell->setMaximumHeight(longestCellHeight);
     return cell;
 }
 

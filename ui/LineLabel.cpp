@@ -1,17 +1,32 @@
 #include "ui/LineLabel.h"
 
+#include "ui/StyleSheet.h"
+
 #include <QEvent>
-#include <QStyleOption>
 #include <QStylePainter>
 
 LineLabel::LineLabel(const QString &text, QWidget *parent) : QLabel(text, parent)
 {
     setTextFormat(Qt::PlainText);
+    setStyleSheet(QString::fromUtf16(StyleSheet::toolTip));
+}
+
+QString LineLabel::singleLine(QString text)
+{
+    for (const QChar mark : {QChar(u'\n'), QChar(u'\r'), QChar(QChar::LineSeparator),
+                             QChar(QChar::ParagraphSeparator)})
+        text.replace(mark, u' ');
+    return text;
+}
+
+QString LineLabel::toolTipFor(const QString &text)
+{
+    return QStringLiteral("<p style=\"white-space:pre-wrap\">%1</p>").arg(text.toHtmlEscaped());
 }
 
 QSize LineLabel::sizeHint() const
 {
-    return sizeFor(line());
+    return sizeFor(singleLine(text()));
 }
 
 QSize LineLabel::minimumSizeHint() const
@@ -21,8 +36,10 @@ QSize LineLabel::minimumSizeHint() const
 
 bool LineLabel::event(QEvent *event)
 {
-    if (event->type() == QEvent::ToolTip)
-        setToolTip(visibleLine() == line() ? QString() : line().toHtmlEscaped());
+    if (event->type() == QEvent::ToolTip) {
+        const QString whole = singleLine(text());
+        setToolTip(visibleLine() == whole ? QString() : toolTipFor(whole));
+    }
     return QLabel::event(event);
 }
 
@@ -34,24 +51,16 @@ void LineLabel::paintEvent(QPaintEvent * /*event*/)
                          palette(), isEnabled(), visibleLine(), foregroundRole());
 }
 
-QString LineLabel::line() const
-{
-    QString shown = text();
-    for (const QChar mark : {QChar(u'\n'), QChar(u'\r'), QChar(QChar::LineSeparator),
-                             QChar(QChar::ParagraphSeparator)})
-        shown.replace(mark, u' ');
-    return shown;
-}
-
 QString LineLabel::visibleLine() const
 {
-    return fontMetrics().elidedText(line(), Qt::ElideMiddle, contentsRect().width());
+    return fontMetrics().elidedText(singleLine(text()), Qt::ElideMiddle, contentsRect().width());
 }
 
 QSize LineLabel::sizeFor(const QString &shown) const
 {
-    const QMargins margins = contentsMargins();
+    ensurePolished();
+    const QSize around = size() - contentsRect().size();
     // One more: the advance is rounded, and a part of a pixel would cost the name its middle.
-    return QSize(fontMetrics().horizontalAdvance(shown) + 1 + margins.left() + margins.right(),
-                 fontMetrics().height() + margins.top() + margins.bottom());
+    return {fontMetrics().horizontalAdvance(shown) + 1 + around.width(),
+            fontMetrics().height() + around.height()};
 }

@@ -14,6 +14,12 @@ class LineLabel : public QLabel
 public:
     explicit LineLabel(const QString &text, QWidget *parent = nullptr);
 
+    /** The text with blanks for its line breaks. */
+    static QString singleLine(QString text);
+
+    /** A tool tip that shows the text as it is, whatever marks it holds. */
+    static QString toolTipFor(const QString &text);
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
@@ -22,7 +28,6 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    QString line() const;
     QString visibleLine() const;
     QSize sizeFor(const QString &shown) const;
 };

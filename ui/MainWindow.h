@@ -229,6 +229,8 @@ private:
     static QString thumbnailPath(const QString &key, bool isResult);
     /** Has a thumbnail made and shown, unless it is there or on its way. */
     void requestThumbnail(const QString &key, const QString &videoPath, bool isResult);
+    /** Puts a job in its place: results go before sources, since they are what is looked at. */
+    void enqueueThumbnail(const ThumbnailJob &job);
     /** Starts them when the list that wants them is on the screen: each is a process of its own. */
     void startThumbnailsSoon();
     void startWaitingThumbnails();
@@ -246,7 +248,8 @@ private:
     /** Wait for their turn. */
     QQueue<ThumbnailJob> waitingThumbs;
     bool isThumbStartDue = false;
-    int runningThumbs = 0;
+    /** Entries of pendingThumbs that are being made; they stay here when that set is emptied. */
+    QSet<QString> runningThumbs;
 
     // --- Shutdown: workflow/Shutdown.cpp ---
 

@@ -1,5 +1,6 @@
 #include "ui/PreviewCard.h"
 
+#include "ui/LineLabel.h"
 #include "ui/StyleSheet.h"
 #include "ui/ThumbWidget.h"
 
@@ -12,16 +13,27 @@
 
 namespace {
 
-/** A check box that shortens long lines of its text, and whose switch alone is for clicks. */
+QString withoutMnemonic(QString text)
+{
+    return text.replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
+
+/**
+ * A check box with two names, each on a line and shortened to it, and whose switch alone is for
+ * clicks: a click on the names is the card's.
+ */
 class NameBox : public QCheckBox
 {
 public:
-    explicit NameBox(const QString &text) : lines(text.split(QLatin1Char('\n')))
+    NameBox(const QString &first, const QString &second)
+        : QCheckBox(withoutMnemonic(first + QLatin1Char('\n') + second)),
+          lines{LineLabel::singleLine(first), LineLabel::singleLine(second)}
     {
-        setText(QString(text).replace(QLatin1Char('&'), QStringLiteral("&&")));
-        setToolTip(text);
-        setStyleSheet(QString::fromUtf16(StyleSheet::previewCheckBox));
+        setToolTip(LineLabel::toolTipFor(lines.join(QLatin1Char('\n'))));
+        setStyleSheet(QString::fromUtf16(StyleSheet::previewCheckBox) +
+                      QString::fromUtf16(StyleSheet::toolTip));
         setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        setFocusPolicy(Qt::TabFocus);
     }
 
 protected:
@@ -32,9 +44,7 @@ protected:
             style()->subElementRect(QStyle::SE_CheckBoxContents, option, this).width();
         QStringList shown;
         for (const QString &line : lines)
-            shown.append(fontMetrics()
-                             .elidedText(line, Qt::ElideMiddle, width)
-                             .replace(QLatin1Char('&'), QStringLiteral("&&")));
+            shown.append(withoutMnemonic(fontMetrics().elidedText(line, Qt::ElideMiddle, width)));
         option->text = shown.join(QLatin1Char('\n'));
     }
 
@@ -53,8 +63,9 @@ private:
 
 } // namespace
 
-PreviewCard::PreviewCard(const QString &text, const QString &thumbPath, QWidget *parent)
-    : ClickableFrame(parent), box(new NameBox(text))
+PreviewCard::PreviewCard(const QString &damagedName, const QString &outputName,
+                         const QString &thumbPath, QWidget *parent)
+    : ClickableFrame(parent), box(new NameBox(damagedName, outputName))
 {
     auto *thumb = new ThumbWidget(thumbPath);
     thumb->setFixedSize(114, 92);
@@ -64,7 +75,7 @@ PreviewCard::PreviewCard(const QString &text, const QString &thumbPath, QWidget 
     layout->setSpacing(10);
     layout->addWidget(thumb);
     layout->addWidget(box, 1);
-    setAccessibleName(text);
+    setAccessibleName(damagedName);
     setSelected(false);
 }
 

@@ -13,8 +13,9 @@ class PreviewCard : public ClickableFrame
     Q_OBJECT
 
 public:
-    /** @param text shown beside the check box, a line for each name */
-    PreviewCard(const QString &text, const QString &thumbPath, QWidget *parent = nullptr);
+    /** The names are without folders; the thumbnail's file may not exist. */
+    PreviewCard(const QString &damagedName, const QString &outputName, const QString &thumbPath,
+                QWidget *parent = nullptr);
 
     QCheckBox *checkBox() const { return box; }
 

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -56,8 +57,15 @@ void PreviewDialog::select(int index)
 
 void PreviewDialog::openPreview(int index)
 {
-    if (index >= 0 && index < items.size())
-        play(items[index].output);
+    if (index < 0 || index >= items.size())
+        return;
+    // Making a clip takes a while. Clicks that come meanwhile are lost, and not kept for later.
+    const QPointer<QWidget> focus = focusWidget();
+    setEnabled(false);
+    play(items[index].output);
+    setEnabled(true);
+    if (!focus.isNull())
+        focus->setFocus();
 }
 
 QWidget *PreviewDialog::makeSide()
@@ -89,10 +97,8 @@ QWidget *PreviewDialog::makeCards()
     column->setSpacing(6);
     for (int i = 0; i < items.size(); ++i) {
         const Item &item = items[i];
-        auto *card = new PreviewCard(TextPattern::fill(QStringLiteral("%1\n%2"),
-                                                       QFileInfo(item.source).fileName(),
-                                                       QFileInfo(item.output).fileName()),
-                                     item.thumbPath);
+        auto *card = new PreviewCard(QFileInfo(item.source).fileName(),
+                                     QFileInfo(item.output).fileName(), item.thumbPath);
         card->onClicked = [this, i] { select(i); };
         card->onStep = [this, i](int step) {
             const int next = std::clamp(i + step, 0, static_cast<int>(items.size()) - 1);

@@ -13,6 +13,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <utility>
+
 SampleDialog::SampleDialog(const QString &samplePath, QWidget *parent)
     : QDialog(parent), pathEdit(new DropLineEdit(samplePath))
 {
@@ -60,12 +62,18 @@ QString SampleDialog::samplePath() const
 
 bool SampleDialog::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == pathEdit && event->type() == QEvent::MouseButtonRelease &&
-        static_cast<const QMouseEvent *>(event)->button() == Qt::LeftButton &&
-        !pathEdit->hasSelectedText())
+    if (watched != pathEdit ||
+        (event->type() != QEvent::MouseButtonPress && event->type() != QEvent::MouseButtonRelease))
+        return QDialog::eventFilter(watched, event);
+    const auto *mouse = static_cast<const QMouseEvent *>(event);
+    const bool wasPressed =
+        std::exchange(isFieldPressed, event->type() == QEvent::MouseButtonPress);
+    // Text may be marked with the mouse all the same.
+    if (wasPressed && !isFieldPressed && mouse->button() == Qt::LeftButton &&
+        pathEdit->rect().contains(mouse->position().toPoint()) && !pathEdit->hasSelectedText())
         // Later: the field has to see the end of the click first.
         QMetaObject::invokeMethod(this, &SampleDialog::browse, Qt::QueuedConnection);
-    return QDialog::eventFilter(watched, event);
+    return false;
 }
 
 void SampleDialog::browse()

@@ -29,4 +29,6 @@ private:
     void acceptPath();
 
     DropLineEdit *pathEdit;
+    /** A mouse button went down on it and has not come up yet. */
+    bool isFieldPressed = false;
 };

@@ -65,6 +65,10 @@ inline constexpr char16_t resultScroll[] =
     u"QScrollBar:vertical{background:#15182d;width:10px;} "
     u"QScrollBar::handle:vertical{background:#48506d;border-radius:5px;}";
 inline constexpr char16_t resultContent[] = u"background:#080c25;";
+/** For what has tool tips: a tip takes on the sheets around its widget, and would be dark on dark.
+ */
+inline constexpr char16_t toolTip[] =
+    u"QToolTip{background:#ffffff;color:#14203a;border:1px solid #dce5f1;padding:4px;}";
 inline constexpr char16_t sampleTitle[] = u"font-size:16px;font-weight:700;";
 inline constexpr char16_t comparisonHeader[] =
     u"background:#1d2138;color:#ffffff;font-weight:700;padding:12px;border:1px solid #454b68;";

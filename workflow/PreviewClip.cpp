@@ -11,22 +11,46 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <memory>
+#include <utility>
+
 namespace {
 
-/** Waits while the process runs, for `limit` at most. */
-void await(QProcess &process, std::chrono::milliseconds limit)
+// Long enough for a process that is killed to be gone.
+constexpr int killMs = 1000;
+
+/** Returns whether the process has ended in time. */
+bool await(QProcess &process, std::chrono::milliseconds limit)
 {
+    if (process.state() == QProcess::NotRunning)
+        return true;
     QEventLoop loop;
     QObject::connect(&process, &QProcess::stateChanged, &loop, [&](QProcess::ProcessState state) {
         if (state == QProcess::NotRunning)
             loop.quit();
     });
     QTimer::singleShot(limit, Qt::PreciseTimer, &loop, &QEventLoop::quit);
-    if (process.state() == QProcess::NotRunning)
-        return;
     QGuiApplication::setOverrideCursor(Qt::BusyCursor);
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    loop.exec();
     QGuiApplication::restoreOverrideCursor();
+    return process.state() == QProcess::NotRunning;
+}
+
+/**
+ * Ends the process, and removes what it has left: half a clip would be taken for the clip ever
+ * after. One that does not end at once, stuck on a drive that has gone, is not waited for.
+ */
+void giveUp(std::unique_ptr<QProcess> process, const QString &clip)
+{
+    process->kill();
+    if (!process->waitForFinished(killMs)) {
+        QProcess *late = process.release();
+        QObject::connect(late, &QProcess::finished, late, [late, clip] {
+            QFile::remove(clip);
+            late->deleteLater();
+        });
+    }
+    QFile::remove(clip);
 }
 
 } // namespace
@@ -44,19 +68,16 @@ QString makePreviewClip(const QString &tool, const QString &output, const QStrin
 {
     QDir().mkpath(QFileInfo(clip).absolutePath());
     if (QFileInfo(tool).isFile() && !QFileInfo::exists(clip)) {
-        QProcess process;
-        process.setStandardInputFile(QProcess::nullDevice());
-        process.setStandardOutputFile(QProcess::nullDevice());
-        process.setStandardErrorFile(QProcess::nullDevice());
-        process.start(tool,
-                      {QStringLiteral("-y"), QStringLiteral("-i"), output, QStringLiteral("-t"),
-                       QStringLiteral("30"), QStringLiteral("-c"), QStringLiteral("copy"), clip});
-        await(process, limit);
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished();
-            // Half a clip would be taken for the clip ever after.
-            QFile::remove(clip);
+        auto process = std::make_unique<QProcess>();
+        process->setStandardInputFile(QProcess::nullDevice());
+        process->setStandardOutputFile(QProcess::nullDevice());
+        process->setStandardErrorFile(QProcess::nullDevice());
+        process->start(tool,
+                       {QStringLiteral("-y"), QStringLiteral("-i"), output, QStringLiteral("-t"),
+                        QStringLiteral("30"), QStringLiteral("-c"), QStringLiteral("copy"), clip});
+        if (!await(*process, limit)) {
+            giveUp(std::move(process), clip);
+            return output;
         }
     }
     return QFileInfo::exists(clip) ? clip : output;

@@ -17,8 +17,9 @@ QString previewClipPath(const QString &dataFolder, const QString &output);
  * Cuts the first thirty seconds of a repaired file, unless that has been done before. Its pictures
  * and sound are copied, not made anew.
  *
- * On the interface thread, which goes on painting meanwhile but takes no input. Whatever the tool
- * says counts for nothing; a tool that takes longer than `limit` is ended, and what it left goes.
+ * On the interface thread, whose events are served meanwhile: the caller sees to it that no click
+ * does harm. Whatever the tool says counts for nothing; a tool that takes longer than `limit` is
+ * ended, and what it left goes.
  *
  * @param tool the program that cuts; need not exist
  * @param clip the file to make; its folders are created

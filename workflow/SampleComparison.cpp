@@ -75,9 +75,10 @@ void MainWindow::takeComparison(const QString &damaged, const RepairResponse &of
     ComparisonDialog dialog(comparisonRows(damagedInfo, damaged, sampleInfo, sample), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    if (isRunUnderWay)
+    const bool isRefused = isRunUnderWay;
+    startRepair(true);
+    if (isRefused)
         showWarning(this, QStringLiteral("Please Wait"),
                     QStringLiteral("A repair is still running. Please try again when it has "
                                    "finished."));
-    startRepair(true);
 }

@@ -59,18 +59,19 @@ void MainWindow::saveOne()
 
 void MainWindow::saveAll()
 {
+    // Settled before the question: meanwhile the results may become others.
+    QStringList names;
+    for (qsizetype i = 0; i < run.outputFiles.size(); ++i)
+        names.append(numberedSaveName(sourceOfOutput(i), i + 1, run.outputFiles[i]));
+    const QStringList outputs = run.outputFiles;
     const QString folder = QFileDialog::getExistingDirectory(
         inputWindow(this), QStringLiteral("Select Save Folder"),
         QFileInfo(damagedFilePath).absolutePath(), QFileDialog::ShowDirsOnly);
     if (folder.isEmpty())
         return;
     QList<FileCopy> copies;
-    copies.reserve(run.outputFiles.size());
-    for (qsizetype i = 0; i < run.outputFiles.size(); ++i) {
-        const QString &output = run.outputFiles[i];
-        const QString name = numberedSaveName(sourceOfOutput(i), i + 1, output);
-        copies.append({.source = output, .target = QDir(folder).absoluteFilePath(name)});
-    }
+    for (qsizetype i = 0; i < outputs.size(); ++i)
+        copies.append({.source = outputs[i], .target = QDir(folder).absoluteFilePath(names[i])});
     const CopyOutcome outcome = copyWithProgress(inputWindow(this), workers, copies);
     if (outcome.copied > 0)
         tellSaved(inputWindow(this),

@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 // Each is a service process: of a thousand imported files a few are looked at at a time.
@@ -46,12 +48,20 @@ void MainWindow::requestThumbnail(const QString &key, const QString &videoPath, 
     if (pendingThumbs.contains(pendingKey))
         return;
     pendingThumbs.insert(pendingKey);
-    waitingThumbs.enqueue({.key = key,
-                           .videoPath = videoPath,
-                           .photoPath = photoPath,
-                           .isResult = isResult,
-                           .pendingKey = pendingKey});
+    enqueueThumbnail({.key = key,
+                      .videoPath = videoPath,
+                      .photoPath = photoPath,
+                      .isResult = isResult,
+                      .pendingKey = pendingKey});
     startThumbnailsSoon();
+}
+
+void MainWindow::enqueueThumbnail(const ThumbnailJob &job)
+{
+    auto place = waitingThumbs.end();
+    if (job.isResult)
+        place = std::ranges::find(waitingThumbs, false, &ThumbnailJob::isResult);
+    waitingThumbs.insert(place, job);
 }
 
 void MainWindow::startThumbnailsSoon()
@@ -68,9 +78,18 @@ void MainWindow::startThumbnailsSoon()
 
 void MainWindow::startWaitingThumbnails()
 {
-    while (runningThumbs < maxRunningThumbnails && !waitingThumbs.isEmpty()) {
-        ++runningThumbs;
-        startThumbnail(waitingThumbs.dequeue());
+    // After "Remove All" a picture may be wanted anew while it is being made.
+    const auto mayStart = [this](const ThumbnailJob &job) {
+        return !runningThumbs.contains(job.pendingKey);
+    };
+    while (runningThumbs.size() < maxRunningThumbnails) {
+        const auto next = std::ranges::find_if(waitingThumbs, mayStart);
+        if (next == waitingThumbs.end())
+            return;
+        const ThumbnailJob job = *next;
+        waitingThumbs.erase(next);
+        runningThumbs.insert(job.pendingKey);
+        startThumbnail(job);
     }
 }
 
@@ -86,11 +105,18 @@ void MainWindow::startThumbnail(const ThumbnailJob &job)
 
 void MainWindow::takeThumbnail(const ThumbnailJob &job, const RepairResponse &response)
 {
-    pendingThumbs.remove(job.pendingKey);
-    --runningThumbs;
+    const bool isMade = response.ok && QFileInfo::exists(job.photoPath);
+    const auto isOfThis = [&job](const ThumbnailJob &waiting) {
+        return waiting.pendingKey == job.pendingKey;
+    };
+    if (isMade)
+        waitingThumbs.removeIf(isOfThis);
+    if (std::ranges::none_of(waitingThumbs, isOfThis))
+        pendingThumbs.remove(job.pendingKey);
+    runningThumbs.remove(job.pendingKey);
     startWaitingThumbnails();
 
-    if (!response.ok || !QFileInfo::exists(job.photoPath)) {
+    if (!isMade) {
         LOG_WARN(QStringLiteral("thumbnail extract failed, key=%1, photoPath=%2, err=%3, raw=%4"),
                  job.key, job.photoPath, response.errCode, response.rawResponse);
         return;

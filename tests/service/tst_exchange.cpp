@@ -269,6 +269,17 @@ private Q_SLOTS:
                  QByteArray("new"));
     }
 
+    void configurationThatCannotBeCopiedDoesNotEndTheCall()
+    {
+        Call call({QStringLiteral("serve"), QStringLiteral("echo"), QStringLiteral("await")});
+        const QString config = call.request.configDir + QStringLiteral("/KeshRepairConfig.dat");
+        QVERIFY(QFile::remove(config));
+        QVERIFY(QDir().mkdir(config));
+        QVERIFY(call.send().ok);
+        QVERIFY(
+            !QFile::exists(call.folder.serviceRoot() + QStringLiteral("/KeshRepairConfig.dat")));
+    }
+
     void staleConfigurationStays()
     {
         Call call({QStringLiteral("serve"), QStringLiteral("echo"), QStringLiteral("await")});
@@ -350,6 +361,9 @@ private Q_SLOTS:
         }
         QVERIFY(call.pipes.reads > 1);
         QVERIFY(call.pipes.buffersAreClean);
+        // A tenth of a second between two of them.
+        QVERIFY2(call.pipes.reads <= 1 + call.elapsedMs / 100,
+                 qPrintable(QString::number(call.pipes.reads)));
     }
 
     void searchPathWithoutAnInheritedOne()

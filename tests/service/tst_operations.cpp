@@ -398,6 +398,41 @@ private Q_SLOTS:
         QCOMPARE(setting.folder.leftovers(), QStringList());
     }
 
+    void relativePathsCountFromTheWorkingDirectory()
+    {
+        Setting setting;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(setting.folder.path(QString())));
+        writeFile(setting.folder.path(QStringLiteral("sample.mp4")), "sample");
+        writeFile(setting.folder.path(QStringLiteral("my config/KeshRepairConfig.dat")));
+        RepairRequest request = setting.request;
+        request.advanced = true;
+        request.damagedPath = QStringLiteral("clip.mp4");
+        request.samplePath = QStringLiteral("sample.mp4");
+        request.outFilePath = QStringLiteral("out/repaired.mp4");
+        request.logDir = QStringLiteral("my logs");
+        request.tempDir = QStringLiteral("my temp");
+        request.configDir = QStringLiteral("my config");
+        const QJsonObject repair = Setting::sent(RepairClient().repair(request));
+        const QJsonObject picture = Setting::sent(RepairClient().extractFirstFrameScale(
+            request, QStringLiteral("clip.mp4"), QStringLiteral("photos/a.jpg"), 2));
+        QVERIFY(QDir::setCurrent(before));
+        const auto absolute = [&](const char *relative) {
+            return QDir::toNativeSeparators(setting.folder.path(QString::fromLatin1(relative)));
+        };
+        QCOMPARE(repair, QJsonObject({{QStringLiteral("method"), 1},
+                                      {QStringLiteral("logPath"), absolute("my logs")},
+                                      {QStringLiteral("tempPath"), absolute("my temp")},
+                                      {QStringLiteral("config"), absolute("my config")},
+                                      {QStringLiteral("damagedPath"), absolute("clip.mp4")},
+                                      {QStringLiteral("outFilePath"), absolute("out/repaired.mp4")},
+                                      {QStringLiteral("samplePath"), absolute("sample.mp4")}}));
+        QCOMPARE(picture, QJsonObject({{QStringLiteral("method"), 101},
+                                       {QStringLiteral("videoPath"), absolute("clip.mp4")},
+                                       {QStringLiteral("photoPath"), absolute("photos/a.jpg")},
+                                       {QStringLiteral("scale"), 2}}));
+    }
+
     void logOfOneCallLineByLine()
     {
         // The client's log as a file, from a program that does nothing but this call.

@@ -58,7 +58,12 @@ public:
         ++reads;
         buffersAreClean = buffersAreClean && capacity == 262143 &&
                           std::all_of(buffer, buffer + capacity + 1, [](char c) { return c == 0; });
-        return readResult ? *readResult : PipeLibrary::instance().read(record, buffer, capacity);
+        const std::int32_t size =
+            readResult ? *readResult : PipeLibrary::instance().read(record, buffer, capacity);
+        // What a library leaves there when it has nothing to tell is its own affair.
+        if (size == 0)
+            std::fill(buffer, buffer + capacity, 'x');
+        return size;
     }
 
     void close(CommunicationCommonField_t &record) override

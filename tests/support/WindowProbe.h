@@ -97,7 +97,7 @@ public:
             keys.append(job.key);
         return keys;
     }
-    int runningThumbs() const { return window.runningThumbs; }
+    qsizetype runningThumbs() const { return window.runningThumbs.size(); }
 
     void shutdownRepairServiceProcesses() { window.shutdownRepairServiceProcesses(); }
     void resetToImportPage() { window.resetToImportPage(); }

@@ -84,17 +84,49 @@ private Q_SLOTS:
         WorkflowSetting setting;
         setting.probe.showPage(2);
         Modals modals;
-        modals.expect([](QDialog *dialog) {
+        int result = -1;
+        modals.expect([&](QDialog *dialog) {
             for (QPushButton *button : dialog->findChildren<QPushButton *>()) {
                 if (button->text() == QStringLiteral("Close"))
                     button->click();
             }
+            result = dialog->result();
         });
         setting.probe.showRepairFailedDialog(advanced);
+        QCOMPARE(result, static_cast<int>(QDialog::Rejected));
         QCOMPARE(modals.problems(), QStringList());
         QCOMPARE(modals.titles(), QStringList{QStringLiteral("Repair Failed")});
         QCOMPARE(setting.probe.page(), 2);
         QVERIFY(!setting.probe.advancedModeCheck()->isChecked());
+    }
+
+    void keys_data()
+    {
+        QTest::addColumn<bool>("advanced");
+        QTest::addColumn<QString>("main");
+        QTest::newRow("quick") << false << QStringLiteral("Advanced Repair");
+        QTest::newRow("advanced") << true << QStringLiteral("Close");
+    }
+
+    void keys()
+    {
+        QFETCH(const bool, advanced);
+        QFETCH(const QString, main);
+        RepairFailedDialog dialog(advanced);
+        dialog.show();
+        const auto *focused = qobject_cast<QPushButton *>(dialog.focusWidget());
+        QVERIFY(focused != nullptr);
+        QCOMPARE(focused->text(), main);
+        QVERIFY(focused->isDefault());
+        const auto buttons = dialog.findChildren<QPushButton *>();
+        for (const QPushButton *button : buttons)
+            QCOMPARE(button->cursor().shape(), Qt::PointingHandCursor);
+        // Close stands first.
+        QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);
+        QCOMPARE(dialog.focusWidget(), buttons.first());
+        QTest::keyClick(&dialog, Qt::Key_Escape);
+        QVERIFY(!dialog.isVisible());
+        QCOMPARE(dialog.result(), static_cast<int>(QDialog::Rejected));
     }
 
     void advancedRepairAsksForTheSample()
@@ -118,10 +150,14 @@ private Q_SLOTS:
         WorkflowSetting setting;
         setting.probe.damagedFilePath() = setting.file(QStringLiteral("damaged.mp4"));
         Modals modals;
-        modals.expect([](QDialog *dialog) { QTest::keyClick(dialog, Qt::Key_Return); });
+        int result = -1;
+        modals.expect([&](QDialog *dialog) {
+            QTest::keyClick(dialog, Qt::Key_Return);
+            result = dialog->result();
+        });
         setting.probe.showRepairFailedDialog(true);
         QCOMPARE(modals.titles(), QStringList{QStringLiteral("Repair Failed")});
-        QVERIFY(!setting.probe.advancedModeCheck()->isChecked());
+        QCOMPARE(result, static_cast<int>(QDialog::Rejected));
     }
 };
 

@@ -906,7 +906,7 @@ void ImportTest::everyNameTakesOneLine()
 
 void ImportTest::aNameThatDoesNotFitIsInTheToolTip()
 {
-    LineLabel label(QStringLiteral("a name\nof <b>two</b> lines"));
+    LineLabel label(QStringLiteral("a name &\nof <b>two</b> lines"));
     label.resize(label.sizeHint());
     label.show();
     const auto askForTip = [&label] {
@@ -917,8 +917,9 @@ void ImportTest::aNameThatDoesNotFitIsInTheToolTip()
     QCOMPARE(askForTip(), QString());
     QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
     label.resize(60, label.height());
-    QCOMPARE(askForTip(), QStringLiteral("a name of &lt;b&gt;two&lt;/b&gt; lines"));
-    QCOMPARE(label.text(), QStringLiteral("a name\nof <b>two</b> lines"));
+    QCOMPARE(askForTip(), QStringLiteral("<p style=\"white-space:pre-wrap\">a name &amp; of "
+                                         "&lt;b&gt;two&lt;/b&gt; lines</p>"));
+    QCOMPARE(label.text(), QStringLiteral("a name &\nof <b>two</b> lines"));
     QVERIFY(label.minimumSizeHint().width() < 10);
 }
 

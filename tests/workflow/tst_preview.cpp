@@ -260,17 +260,17 @@ private Q_SLOTS:
                                        "exec tail -f /dev/null\n");
         const QString target = folder.filePath(QStringLiteral("clip.mp4"));
         const QString output = QStringLiteral("/film.mp4");
-        int paints = 0;
+        int beats = 0;
         QTimer beat;
-        connect(&beat, &QTimer::timeout, this, [&] { ++paints; });
+        connect(&beat, &QTimer::timeout, this, [&] { ++beats; });
         beat.start(5);
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(makePreviewClip(tool.path, output, target, std::chrono::milliseconds(700)),
                  output);
         QVERIFY2(timer.elapsed() >= 700, qPrintable(QString::number(timer.elapsed())));
-        // The window goes on being painted meanwhile.
-        QVERIFY(paints > 1);
+        // The window lives meanwhile.
+        QVERIFY(beats > 1);
         QVERIFY(!QFile::exists(target));
         const qint64 pid = readFile(target + QStringLiteral(".pid")).trimmed().toLongLong();
         QVERIFY(pid > 0);
@@ -413,6 +413,45 @@ private Q_SLOTS:
         QCOMPARE(setting.problems(), QString());
     }
 
+    void oddNamesAreShownAsTheyAre()
+    {
+        Setting setting;
+        const QString odd = QStringLiteral("100 %1 <b>x & y\nz.mov");
+        setting.addOutputs({{odd, QStringLiteral("%2.mp4")}});
+        setting.show([&](PreviewDialog *dialog) {
+            QCOMPARE(dialog->windowTitle(), odd + QStringLiteral("  (1.50 MB)"));
+            const QCheckBox *box = cardsOf(dialog).first()->checkBox();
+            QCOMPARE(box->text(), QStringLiteral("100 %1 <b>x && y\nz.mov\n%2.mp4"));
+            QCOMPARE(box->toolTip(),
+                     QStringLiteral("<p style=\"white-space:pre-wrap\">100 %1 &lt;b&gt;x &amp; y "
+                                    "z.mov\n%2.mp4</p>"));
+        });
+        QCOMPARE(setting.problems(), QString());
+    }
+
+    void namesTakeALineEach()
+    {
+        const auto picture = [](const QString &damaged, const QString &output) {
+            PreviewCard card(damaged, output, {});
+            card.resize(330, 108);
+            return card.grab().toImage();
+        };
+        const QString output = QStringLiteral("o.mp4");
+        QCOMPARE(picture(QStringLiteral("a\nb.mov"), output),
+                 picture(QStringLiteral("a b.mov"), output));
+        QVERIFY(picture(QStringLiteral("a & b.mov"), output) !=
+                picture(QStringLiteral("a _ b.mov"), output));
+        QVERIFY(picture(QStringLiteral("a & b.mov"), output) !=
+                picture(QStringLiteral("a  b.mov"), output));
+        // Of long ones beginning and end are seen.
+        const QString middle(300, u'm');
+        QCOMPARE(
+            picture(QStringLiteral("begin") + middle + QStringLiteral("1.mov"), output),
+            picture(QStringLiteral("begin") + middle + u'm' + QStringLiteral("1.mov"), output));
+        QVERIFY(picture(QStringLiteral("begin") + middle + QStringLiteral("1.mov"), output) !=
+                picture(QStringLiteral("begin") + middle + QStringLiteral("2.mov"), output));
+    }
+
     void selectAllChecksAndUnchecksEveryRow()
     {
         Setting setting;
@@ -462,6 +501,25 @@ private Q_SLOTS:
         QCOMPARE(setting.problems(), QString());
         QCOMPARE(result, static_cast<int>(QDialog::Rejected));
         QCOMPARE(setting.probe.page(), 0);
+    }
+
+    void keysGoOnFromACardThatWasClicked()
+    {
+        Setting setting;
+        setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")},
+                            {QStringLiteral("b.mov"), QStringLiteral("2.mp4")},
+                            {QStringLiteral("c.mov"), QStringLiteral("3.mp4")}});
+        setting.show([](PreviewDialog *dialog) {
+            const QCheckBox *names = cardsOf(dialog)[1]->checkBox();
+            QTest::mouseClick(dialog->windowHandle(), Qt::LeftButton, {},
+                              names->mapTo(dialog, QPoint(names->width() - 10, 10)));
+            QCOMPARE(dialog->selectedIndex(), 1);
+            QCOMPARE(dialog->focusWidget(), cardsOf(dialog)[1]);
+            QTest::keyClick(dialog->focusWidget(), Qt::Key_Down);
+            QCOMPARE(dialog->selectedIndex(), 2);
+            QCOMPARE(dialog->focusWidget(), cardsOf(dialog)[2]);
+        });
+        QCOMPARE(setting.problems(), QString());
     }
 
     void theTabKeyFollowsTheEye()
@@ -552,6 +610,38 @@ private Q_SLOTS:
         QCOMPARE(setting.player.played, (QStringList{clip(QStringLiteral("1_preview_30s.mp4")),
                                                      clip(QStringLiteral("2_preview_30s.mp4")),
                                                      clip(QStringLiteral("2_preview_30s.mp4"))}));
+        QCOMPARE(setting.problems(), QString());
+    }
+
+    void clicksDuringASlowClipAreLost()
+    {
+        Setting setting;
+        const QStringList outputs =
+            setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")}});
+        const Tool tool(setting.toolFolder(),
+                        "while [ ! -e \"$8.go\" ]; do sleep 0.02; done; echo clip > \"$8\"\n");
+        const QString go = clip(QStringLiteral("1_preview_30s.mp4.go"));
+        setting.show([&](PreviewDialog *dialog) {
+            QPushButton *button = buttonOf(dialog, QStringLiteral("Play 30s Preview"));
+            bool wasEnabled = true;
+            QTimer::singleShot(0, dialog, [&] {
+                wasEnabled = button->isEnabled();
+                const QPoint place = button->mapTo(dialog, button->rect().center());
+                for (int i = 0; i < 3; ++i)
+                    QTest::mouseClick(dialog->windowHandle(), Qt::LeftButton, {}, place);
+                QTest::keyClick(dialog->windowHandle(), Qt::Key_Return);
+                writeFile(go);
+            });
+            button->setFocus();
+            QTest::mouseClick(button, Qt::LeftButton);
+            QCoreApplication::processEvents();
+            QVERIFY(!wasEnabled);
+            QVERIFY(button->isEnabled());
+            QCOMPARE(dialog->focusWidget(), button);
+        });
+        QVERIFY(QFile::remove(go));
+        QCOMPARE(setting.player.played, QStringList{clip(QStringLiteral("1_preview_30s.mp4"))});
+        QCOMPARE(tool.calls().size(), 1);
         QCOMPARE(setting.problems(), QString());
     }
 
@@ -661,6 +751,47 @@ private Q_SLOTS:
         });
         QCOMPARE(setting.player.played.size(), 1);
         QCOMPARE(setting.problems(), QString());
+    }
+
+    void aComparisonThatArrivesMeanwhileComesUpOverIt()
+    {
+        QStringList script = WorkflowSetting::goodScript();
+        script.insert(1, QStringLiteral("when method 107: when videoPath sample.mp4: waitFile go"));
+        Setting setting(script);
+        QVERIFY(setting.importFiles(setting.files({QStringLiteral("first.mp4")})));
+        setting.probe.startRepair(false);
+        QVERIFY(setting.waitUntilIdle());
+        const QStringList outputs = setting.probe.run().outputFiles;
+        const QString sample = setting.file(QStringLiteral("sample.mp4"));
+        setting.modals.expect([sample](QDialog *dialog) {
+            dialog->findChild<DropLineEdit *>()->setText(sample);
+            QTest::keyClick(dialog, Qt::Key_Return);
+        });
+        setting.probe.chooseSampleAndCompare();
+        setting.modals.expect([&](QDialog *) { setting.fault.release(); });
+        QPointer<QDialog> comparison;
+        setting.modals.expect([&](QDialog *dialog) {
+            comparison = dialog;
+            // The advanced run begins, with the preview of the last one still open.
+            QTest::keyClick(dialog, Qt::Key_Return);
+        });
+        QTimer watch;
+        connect(&watch, &QTimer::timeout, this, [&] {
+            auto *preview = qobject_cast<PreviewDialog *>(QApplication::activeModalWidget());
+            if (preview == nullptr || !setting.probe.run().advancedRun ||
+                setting.probe.repairRunning())
+                return;
+            watch.stop();
+            preview->openPreview(0);
+            preview->reject();
+        });
+        watch.start(5);
+        setting.probe.showPreviewDialog();
+        QCOMPARE(setting.problems(), QString());
+        QVERIFY(comparison.isNull());
+        QCOMPARE(setting.player.played, outputs);
+        QCOMPARE(setting.probe.run().outputFiles.size(), 1);
+        QVERIFY(setting.probe.run().outputFiles != outputs);
     }
 
     void manyOutputsAreShown()

@@ -378,8 +378,8 @@ private Q_SLOTS:
         QVERIFY(setting.begin());
         compare(setting, [](QDialog *dialog) {
             QVERIFY(dialog->isModal());
-            QCOMPARE(dialog->width(), 545);
-            QVERIFY(dialog->height() >= 375);
+            // It grows where the font needs it, and no more.
+            QCOMPARE(dialog->size(), QSize(545, qMax(375, dialog->minimumSizeHint().height())));
             QCOMPARE(dialog->layout()->contentsMargins(), QMargins(8, 8, 8, 16));
             QCOMPARE(dialog->layout()->spacing(), 14);
             const auto *table = dialog->findChild<QGridLayout *>();
@@ -471,10 +471,10 @@ private Q_SLOTS:
         const QStringList lines = tail.texts().filter(QStringLiteral("metadata compare"));
         QCOMPARE(lines.filter(QStringLiteral("failed")).size(), 1);
         const QString failed = lines.filter(QStringLiteral("failed")).first();
-        QVERIFY2(failed.startsWith(
-                     QStringLiteral("WARN %1 metadata compare failed, message=").arg(word)),
-                 qPrintable(failed));
-        QVERIFY2(failed.endsWith(QStringLiteral(", raw=") + raw), qPrintable(failed));
+        QCOMPARE(failed, QStringLiteral("WARN %1 metadata compare failed, message=RepairService "
+                                        "request failed, err_code=-21., raw=")
+                                 .arg(word) +
+                             raw);
         QCOMPARE(lines.contains(QStringLiteral("INFO Sample metadata compare success")),
                  word == QStringLiteral("Damaged"));
     }
@@ -537,13 +537,17 @@ private Q_SLOTS:
         QCOMPARE(dialog.result(), static_cast<int>(QDialog::Accepted));
     }
 
-    void longValuesDoNotWidenTheDialog()
+    void longValuesTakeOneLineAndEndInATip()
     {
         const QString endless = QString(3000, u'x') + QString(300, u'\n');
-        ComparisonDialog dialog({{QStringLiteral("Device"), endless, endless}});
+        ComparisonDialog dialog({{QStringLiteral("Device"), endless, QStringLiteral("short")}});
         dialog.show();
         QCOMPARE(dialog.width(), 545);
-        QVERIFY2(dialog.height() < 500, qPrintable(QString::number(dialog.height())));
+        ComparisonDialog plain(
+            {{QStringLiteral("Device"), QStringLiteral("x"), QStringLiteral("short")}});
+        plain.show();
+        QCOMPARE(dialog.minimumSizeHint().height(), plain.minimumSizeHint().height());
+        QCOMPARE(lineOf(&dialog, 1).value(1), endless);
     }
 
     void aComparisonOfAListThatIsGoneIsNotShown_data()
@@ -610,6 +614,37 @@ private Q_SLOTS:
         QVERIFY(setting.waitUntilIdle());
         QCOMPARE(setting.probe.run().itemSucceeded, (QList<bool>{false, true}));
         QCOMPARE(setting.probe.run().sampleFilePath, setting.sample);
+    }
+
+    void whoIsToldToWaitStartsNothing()
+    {
+        QStringList script = WorkflowSetting::goodScript();
+        script.insert(1, QStringLiteral("when method 0: when damagedPath second.mp4: waitFile go"));
+        script.insert(1, QStringLiteral("when method 0: when damagedPath first.mp4: answer "
+                                        "{\"err_code\":-21}"));
+        Setting setting(script);
+        setting.sample = setting.file(QStringLiteral("sample.mp4"));
+        QVERIFY(setting.importFiles({setting.file(QStringLiteral("first.mp4")),
+                                     setting.file(QStringLiteral("second.mp4"))}));
+        setting.probe.startRepair(false);
+        setting.expectSample(setting.sample);
+        setting.expectComparison([](QDialog *) {}, true);
+        // The run comes to its end while the message is open.
+        bool hasEnded = false;
+        setting.modals.expect([&](QDialog *dialog) {
+            QCOMPARE(dialog->windowTitle(), QStringLiteral("Please Wait"));
+            setting.fault.release();
+            QTimer::singleShot(0, dialog, [&, dialog] {
+                hasEnded = QTest::qWaitFor([&] { return !setting.probe.isRunUnderWay(); }, 50000);
+                dialog->accept();
+            });
+        });
+        setting.probe.chooseSampleAndCompare();
+        QTRY_VERIFY_WITH_TIMEOUT(hasEnded, 50000);
+        QVERIFY(setting.waitUntilIdle());
+        QCOMPARE(setting.problems(), QString());
+        QVERIFY(!setting.probe.run().advancedRun);
+        QCOMPARE(setting.probe.run().outputFiles.size(), 1);
     }
 
     void aRunThatEndsDuringAComparisonLeavesItsGuard()

@@ -9,7 +9,9 @@
 #include <QDir>
 #include <QProcess>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 /** What closing the window ends. */
 class ShutdownTest : public TestCase
@@ -160,8 +162,11 @@ private Q_SLOTS:
         // One more asks in vain.
         const QString late = folder.path(QStringLiteral("late.mp4"));
         writeFile(late);
+        const LogTail tail;
         probe.requestThumbnail(late, late, false);
-        QTRY_COMPARE_WITH_TIMEOUT(probe.runningThumbs(), 0, 30000);
+        QVERIFY(!probe.pendingThumbs().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(probe.pendingThumbs().isEmpty(), 30000);
+        QCOMPARE(tail.texts().filter(QStringLiteral("thumbnail extract failed")).size(), 1);
         QCOMPARE(folder.startCount(), 8);
         QCOMPARE(folder.leftovers(), QStringList());
         QVERIFY(Workers::awaitAll(std::chrono::seconds(30)));
@@ -172,7 +177,10 @@ private Q_SLOTS:
         const FaultFolder folder({QStringLiteral("forever")});
         auto gate = std::make_shared<ServiceGate>();
         gate->close(std::chrono::seconds(1));
+        const LogTail tail;
         const RepairResponse response = RepairClient(gate).send(folder.request(), {}, 30);
+        QCOMPARE(tail.texts().first(), QStringLiteral("INFO RepairClient::send begin, method=-1, "
+                                                      "timeoutSeconds=30, payload={}"));
         QVERIFY(!response.ok);
         QCOMPARE(response.errCode, -1);
         QCOMPARE(response.message,
@@ -180,7 +188,25 @@ private Q_SLOTS:
         QCOMPARE(folder.startCount(), 0);
     }
 
-    void theGateWaitsForThoseThatPass()
+    void theGateWaitsUntilThoseThatPassHaveGotThrough()
+    {
+        ServiceGate gate;
+        QVERIFY(gate.enter());
+        std::atomic<bool> hasLeft = false;
+        std::atomic<bool> hadLeftWhenClosed = false;
+        std::thread closer([&] {
+            gate.close(std::chrono::minutes(1));
+            hadLeftWhenClosed = hasLeft.load();
+        });
+        // The close is at work.
+        QTRY_VERIFY_WITH_TIMEOUT(gate.isClosed(), 30000);
+        hasLeft = true;
+        QVERIFY(!gate.leave());
+        closer.join();
+        QVERIFY(hadLeftWhenClosed);
+    }
+
+    void theGateDoesNotWaitForEver()
     {
         ServiceGate gate;
         QVERIFY(gate.enter());

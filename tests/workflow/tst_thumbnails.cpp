@@ -197,8 +197,83 @@ private Q_SLOTS:
         setting.request(key, isResult);
         const QHash<QString, QString> expected{{key, photo}};
         QCOMPARE(isResult ? setting.probe.resultThumbs() : setting.probe.sourceThumbs(), expected);
-        QCOMPARE(setting.probe.runningThumbs(), 0);
+        // Nothing is on its way.
+        QVERIFY(setting.probe.pendingThumbs().isEmpty());
+        QCOMPARE(setting.probe.waitingThumbCount(), 0);
+        QCoreApplication::processEvents();
         QCOMPARE(setting.fault.startCount(), 0);
+    }
+
+    void aPictureOfAnEarlierRunIsShownAtOnce_data()
+    {
+        QTest::addColumn<bool>("isResult");
+        QTest::newRow("source") << false;
+        QTest::newRow("result") << true;
+    }
+
+    void aPictureOfAnEarlierRunIsShownAtOnce()
+    {
+        QFETCH(const bool, isResult);
+        Setting setting(good());
+        const QString key = setting.video(7);
+        setting.probe.damagedFiles() = {key};
+        setting.probe.run().begin({key}, false);
+        setting.probe.refreshImportRows();
+        setting.probe.refreshResultList();
+        QCOMPARE(setting.probe.importRows().first()->content().thumbPath, QString());
+        QCOMPARE(setting.probe.resultRows().first()->content().thumbPath, QString());
+        const QString photo = WindowProbe::thumbnailPath(key, isResult);
+        writeFile(photo, "earlier");
+        setting.request(key, isResult);
+        QCOMPARE(isResult ? setting.probe.resultRows().first()->content().thumbPath
+                          : setting.probe.importRows().first()->content().thumbPath,
+                 photo);
+    }
+
+    void aPictureThatIsBeingMadeIsNotMadeTwiceAfterRemoveAll_data()
+    {
+        QTest::addColumn<bool>("succeeds");
+        QTest::addColumn<int>("starts");
+        QTest::newRow("it succeeds") << true << 1;
+        QTest::newRow("it fails") << false << 2;
+    }
+
+    void aPictureThatIsBeingMadeIsNotMadeTwiceAfterRemoveAll()
+    {
+        QFETCH(const bool, succeeds);
+        QFETCH(const int, starts);
+        Setting setting(succeeds
+                            ? held()
+                            : QStringList{QStringLiteral("serve"), QStringLiteral("waitFile go"),
+                                          QStringLiteral("answer {\"err_code\":-31}"),
+                                          QStringLiteral("await")});
+        const QString key = setting.video();
+        setting.request(key);
+        QTRY_COMPARE(setting.probe.runningThumbs(), 1);
+        setting.probe.resetToImportPage();
+        setting.request(key);
+        QCoreApplication::processEvents();
+        QCOMPARE(setting.probe.runningThumbs(), 1);
+        QCOMPARE(setting.probe.waitingThumbCount(), 1);
+        setting.fault.release();
+        QVERIFY(setting.waitUntilIdle());
+        QVERIFY(setting.probe.pendingThumbs().isEmpty());
+        QCOMPARE(setting.probe.sourceThumbs().contains(key), succeeds);
+        QCOMPARE(setting.fault.startCount(), starts);
+    }
+
+    void resultsGoBeforeSources()
+    {
+        Setting setting(held());
+        for (int i = 1; i <= 10; ++i)
+            setting.request(setting.video(i));
+        QTRY_COMPARE(setting.probe.runningThumbs(), 8);
+        setting.request(setting.video(1), true);
+        setting.request(setting.video(2), true);
+        QCOMPARE(
+            setting.probe.waitingThumbKeys(),
+            (QStringList{setting.video(1), setting.video(2), setting.video(9), setting.video(10)}));
+        setting.finish();
     }
 
     void nothingIsAskedForWithoutKeyOrVideo_data()
@@ -279,7 +354,7 @@ private Q_SLOTS:
         int most = 0;
         QVERIFY(QTest::qWaitFor(
             [&] {
-                most = qMax(most, setting.probe.runningThumbs());
+                most = qMax(most, static_cast<int>(setting.probe.runningThumbs()));
                 return setting.probe.sourceThumbs().size() == 20;
             },
             50000));
