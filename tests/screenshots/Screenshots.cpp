@@ -8,10 +8,13 @@
 #include "app/ClientMain.h"
 #include "tests/support/WindowProbe.h"
 #include "ui/DropLineEdit.h"
+#include "ui/PreviewCard.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDialog>
 #include <QDir>
+#include <QHelpEvent>
 #include <QListView>
 #include <QPointer>
 #include <QProgressDialog>
@@ -134,9 +137,22 @@ private:
         waitFor([&] { return left.isEmpty() && QApplication::activeModalWidget() == nullptr; });
     }
 
+    void shootTip(QWidget *widget)
+    {
+        const QPoint place = widget->rect().center();
+        QHelpEvent ask(QEvent::ToolTip, place, widget->mapToGlobal(place));
+        QCoreApplication::sendEvent(widget, &ask);
+        shoot(QStringLiteral("tool-tip"));
+    }
+
     void shootPreview()
     {
-        shootModal({QStringLiteral("preview-dialog")}, [this] { probe.showPreviewDialog(); });
+        shootModal(
+            {QStringLiteral("preview-dialog")}, [this] { probe.showPreviewDialog(); },
+            [this](QDialog *dialog) {
+                shootTip(dialog->findChildren<PreviewCard *>().last()->checkBox());
+                dialog->reject();
+            });
     }
 
     /** All is saved; with one output so large that the copy is cancelled, and then without. */

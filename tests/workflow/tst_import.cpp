@@ -13,6 +13,7 @@
 #include <QFileDialog>
 #include <QHelpEvent>
 #include <QImage>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
 #include <QRandomGenerator>
@@ -507,6 +508,24 @@ private Q_SLOTS:
         }
         QVERIFY(middles[0] != QColor(10, 200, 30));
         QCOMPARE(middles[1], QColor(10, 200, 30));
+    }
+
+    void filesAreAddedToTheListThatWasOnTheScreen()
+    {
+        WorkflowSetting setting(WorkflowSetting::goodScript());
+        const QStringList paths = setting.files(2);
+        QVERIFY(setting.importFiles({paths[0]}));
+        Modals modals;
+        modals.expect([&](QDialog *dialog) {
+            // As an old run does that goes on behind the dialog.
+            setting.probe.showPage(2);
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(paths[1]);
+            QMetaObject::invokeMethod(dialog, "accept", Qt::QueuedConnection);
+        });
+        setting.button(1, QStringLiteral("+ Add Videos"))->click();
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(setting.probe.damagedFiles(), paths);
+        QVERIFY(setting.waitUntilIdle());
     }
 
     void aThumbnailIsAskedForForEachFile()
