@@ -5,10 +5,10 @@
 // when 1,000 files hold the interface up for longer than they may, or when ten times as many take
 // much more than ten times as long.
 
+#include "tests/support/BenchWindow.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
 #include "tests/support/Heartbeat.h"
-#include "tests/support/OwnFolder.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
 
@@ -105,13 +105,7 @@ Measured measure(int count)
 
 int main(int argc, char *argv[])
 {
-    const Testing::OwnFolder ownFolder(argv);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QTemporaryDir publicFolder;
-    qputenv("PUBLIC", publicFolder.path().toUtf8());
-    const QApplication application(argc, argv);
-    QFile::link(QStringLiteral(VELLUMIX_SERVICE_ROOT),
-                QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService"));
+    const BenchWindow surroundings(argc, argv);
     std::puts("                      longest hold-up of the interface, ms");
     std::puts("  files   shown, ms  importing   arriving  scrolling  growth, MiB");
     measure(10);

@@ -3,10 +3,10 @@
 // interface thread did not get round to its timer. Ends with code 1 when one of these is not as it
 // must be.
 
+#include "tests/support/BenchWindow.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
 #include "tests/support/Heartbeat.h"
-#include "tests/support/OwnFolder.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
 
@@ -108,12 +108,6 @@ int measure()
 
 int main(int argc, char *argv[])
 {
-    const Testing::OwnFolder ownFolder(argv);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QTemporaryDir publicFolder;
-    qputenv("PUBLIC", publicFolder.path().toUtf8());
-    const QApplication application(argc, argv);
-    QFile::link(QStringLiteral(VELLUMIX_SERVICE_ROOT),
-                QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService"));
+    const BenchWindow surroundings(argc, argv);
     return measure();
 }

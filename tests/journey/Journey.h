@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/Desktop.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Modals.h"
 #include "tests/support/TestCase.h"
@@ -8,7 +9,6 @@
 #include "ui/PreviewDialog.h"
 
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QDropEvent>
 #include <QGridLayout>
 #include <QLabel>
@@ -93,20 +93,5 @@ inline QStringList comparisonLines(const QDialog &dialog)
     }
     return lines;
 }
-
-/** Takes what the desktop would be asked to open; without one there is no player. */
-class Desktop : public QObject
-{
-    Q_OBJECT
-
-public:
-    Desktop() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~Desktop() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-
-    QStringList opened;
-
-public Q_SLOTS:
-    void open(const QUrl &url) { opened.append(url.toLocalFile()); }
-};
 
 } // namespace Journey

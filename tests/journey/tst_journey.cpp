@@ -35,7 +35,7 @@ private:
         return QString::fromUtf8(Footage::decodeErrors(path));
     }
 
-    Journey::Desktop desktop;
+    Desktop desktop;
 
 private Q_SLOTS:
     void initTestCase()

@@ -1,3 +1,4 @@
+#include "tests/support/Desktop.h"
 #include "tests/support/LayoutText.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
@@ -7,7 +8,6 @@
 
 #include <QAccessible>
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -20,21 +20,6 @@
 #include <QUrl>
 
 #include <memory>
-
-/** Stands in for the desktop: keeps what it was to open. */
-class Desktop : public QObject
-{
-    Q_OBJECT
-
-public:
-    Desktop() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~Desktop() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-
-    QList<QUrl> opened;
-
-public Q_SLOTS:
-    void open(const QUrl &url) { opened.append(url); }
-};
 
 /** The window's frame: its bar, its navigation, its menu, and where it can be moved. */
 class MainWindowTest : public TestCase
@@ -418,7 +403,7 @@ private Q_SLOTS:
                               menu()->actionGeometry(entry).center());
         });
         QVERIFY(QFileInfo(folder).isDir());
-        QCOMPARE(desktop.opened, QList<QUrl>{QUrl::fromLocalFile(folder)});
+        QCOMPARE(desktop.opened, QStringList{folder});
     }
 
     void theLogFolderIsOpenedAsItIs()
@@ -430,7 +415,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         menu()->actions().constFirst()->trigger();
         QVERIFY(QFileInfo::exists(kept));
-        QCOMPARE(desktop.opened, QList<QUrl>{QUrl::fromLocalFile(appFile(QStringLiteral("Logs")))});
+        QCOMPARE(desktop.opened, QStringList{appFile(QStringLiteral("Logs"))});
     }
 
     void logoIsSearchedInThreeFolders()

@@ -1,3 +1,4 @@
+#include "tests/support/MetadataLabels.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WorkflowSetting.h"
 
@@ -39,21 +40,6 @@ class AnalysisTest : public TestCase
     Q_OBJECT
 
 private:
-    /** The labels that a page may have, each with a text from before. */
-    struct Labels
-    {
-        explicit Labels(WindowProbe &probe)
-        {
-            probe.frameRateLabel() = &frameRate;
-            probe.resolutionLabel() = &resolution;
-            probe.fileLabel() = &file;
-        }
-
-        QLabel frameRate{QStringLiteral("before")};
-        QLabel resolution{QStringLiteral("before")};
-        QLabel file{QStringLiteral("before")};
-    };
-
     static QStringList analysisLog(const WorkflowSetting &setting)
     {
         return setting.log(QStringLiteral("loadDamagedMetadata"));
@@ -90,7 +76,7 @@ private Q_SLOTS:
     void withoutAFileNothingIsAsked()
     {
         WorkflowSetting setting(WorkflowSetting::goodScript());
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         setting.probe.loadDamagedMetadata();
         QCOMPARE(setting.log(), QStringList{QStringLiteral("WARN loadDamagedMetadata skipped, "
                                                            "empty damagedFilePath")});
@@ -104,7 +90,7 @@ private Q_SLOTS:
     void whileItIsAskedThePageSaysSo()
     {
         WorkflowSetting setting(held(answering(QStringLiteral("{\"err_code\":0}"))));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(2);
         setting.probe.metadataReady() = true;
         setting.probe.addDamagedFiles(paths, true);
@@ -124,7 +110,7 @@ private Q_SLOTS:
     void aGoodAnswerIsShown()
     {
         WorkflowSetting setting(WorkflowSetting::goodScript(fullMetadata));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(2);
         QVERIFY(setting.importFiles(paths));
         QVERIFY(setting.probe.metadataReady());
@@ -166,7 +152,7 @@ private Q_SLOTS:
     void unknownValuesLeaveTheFileLabel()
     {
         WorkflowSetting setting(WorkflowSetting::goodScript(QStringLiteral("{\"other\":true}")));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         QVERIFY(setting.probe.metadataReady());
@@ -218,7 +204,7 @@ private Q_SLOTS:
     {
         QFETCH(const QString, answer);
         WorkflowSetting setting(answering(answer));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         QStringList expected = beginLog(paths[0]);
@@ -259,7 +245,7 @@ private Q_SLOTS:
         QStringList script = WorkflowSetting::goodScript();
         script[1] = QStringLiteral("when method 107: ") + line;
         WorkflowSetting setting(script);
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         const QStringList log = analysisLog(setting);
@@ -278,7 +264,7 @@ private Q_SLOTS:
     void aServiceThatIsNotThereClears()
     {
         WorkflowSetting setting;
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         QVERIFY(analysisLog(setting).last().startsWith(
@@ -290,7 +276,7 @@ private Q_SLOTS:
     {
         QStringList script = WorkflowSetting::goodScript();
         WorkflowSetting setting(script);
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         QVERIFY(QFile::remove(paths[0]));
@@ -307,7 +293,7 @@ private Q_SLOTS:
     void aFailureAfterASuccessTakesItBack()
     {
         WorkflowSetting setting(WorkflowSetting::goodScript(fullMetadata));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QStringList paths = setting.files(1);
         QVERIFY(setting.importFiles(paths));
         QVERIFY(setting.probe.metadataReady());
@@ -320,7 +306,7 @@ private Q_SLOTS:
     {
         WorkflowSetting setting(
             held(WorkflowSetting::goodScript(fullMetadata), QStringLiteral("a.mp4")));
-        const Labels labels(setting.probe);
+        const MetadataLabels labels(setting.probe);
         const QString a = setting.file(QStringLiteral("a.mp4"));
         const QString b = setting.file(QStringLiteral("b.mp4"), QByteArray(1048576, 'v'));
         setting.probe.addDamagedFiles({a}, true);
@@ -492,7 +478,8 @@ private Q_SLOTS:
 
 private:
     /** As after an answer that told nothing: no summary, and the actions are free. */
-    static void checkCleared(WorkflowSetting &setting, const Labels &labels, const QString &path)
+    static void checkCleared(WorkflowSetting &setting, const MetadataLabels &labels,
+                             const QString &path)
     {
         QVERIFY(!setting.probe.metadataReady());
         QVERIFY(!setting.probe.metadataLoading());

@@ -1,3 +1,4 @@
+#include "tests/support/MetadataLabels.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WindowProbe.h"
 
@@ -16,27 +17,12 @@ private:
                             {QStringLiteral("height"), 1080},
                             {QStringLiteral("bitrate"), 5000000}};
 
-    /** The labels as a page would have them, each with a text from before. */
-    struct Labels
-    {
-        explicit Labels(WindowProbe &probe)
-        {
-            probe.frameRateLabel() = &frameRate;
-            probe.resolutionLabel() = &resolution;
-            probe.fileLabel() = &file;
-        }
-
-        QLabel frameRate{QStringLiteral("before")};
-        QLabel resolution{QStringLiteral("before")};
-        QLabel file{QStringLiteral("before")};
-    };
-
 private Q_SLOTS:
     void knownValuesAreShown()
     {
         MainWindow window;
         WindowProbe probe(window);
-        const Labels labels(probe);
+        const MetadataLabels labels(probe);
         probe.showMetadataLabels(known, path);
         QCOMPARE(labels.frameRate.text(), QStringLiteral("29.970 fps"));
         QCOMPARE(labels.resolution.text(), QStringLiteral("1920x1080"));
@@ -48,7 +34,7 @@ private Q_SLOTS:
     {
         MainWindow window;
         WindowProbe probe(window);
-        const Labels labels(probe);
+        const MetadataLabels labels(probe);
         probe.showMetadataLabels({}, path);
         QCOMPARE(labels.frameRate.text(), QString());
         QCOMPARE(labels.resolution.text(), QString());
@@ -59,7 +45,7 @@ private Q_SLOTS:
     {
         MainWindow window;
         WindowProbe probe(window);
-        const Labels labels(probe);
+        const MetadataLabels labels(probe);
         probe.showMetadataLabels(known, path);
         probe.showMetadataLabels({{QStringLiteral("frame_rate"), QStringLiteral("25")}}, path);
         QCOMPARE(labels.frameRate.text(), QStringLiteral("25 fps"));
@@ -72,7 +58,7 @@ private Q_SLOTS:
     {
         MainWindow window;
         WindowProbe probe(window);
-        const Labels labels(probe);
+        const MetadataLabels labels(probe);
         probe.showMetadataLabels(known, QStringLiteral("broken.mp4"));
         QCOMPARE(labels.file.text(), QDir::toNativeSeparators(QDir::current().absoluteFilePath(
                                          QStringLiteral("broken.mp4"))) +

@@ -1,3 +1,4 @@
+#include "tests/support/Desktop.h"
 #include "tests/support/Modals.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WorkflowSetting.h"
@@ -50,21 +51,6 @@ public:
 
 private:
     const QString record;
-};
-
-/** Takes what the desktop would be asked to open. */
-class Player : public QObject
-{
-    Q_OBJECT
-
-public:
-    Player() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "play"); }
-    ~Player() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-
-    QStringList played;
-
-public Q_SLOTS:
-    void play(const QUrl &url) { played.append(url.toLocalFile()); }
 };
 
 QPushButton *buttonOf(const QDialog *dialog, const QString &text)
@@ -169,7 +155,7 @@ private:
         QString problems() const { return modals.problems().join(u'\n'); }
 
         Modals modals;
-        Player player;
+        Desktop desktop;
     };
 
     static QString clip(const QString &name)
@@ -379,7 +365,7 @@ private Q_SLOTS:
                                      QStringLiteral("The repaired output file does not exist."));
         setting.probe.showPreviewDialog();
         QCOMPARE(setting.problems(), QString());
-        QVERIFY(setting.player.played.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void aClickSelectsACardAndChecksIt()
@@ -490,8 +476,8 @@ private Q_SLOTS:
                 QCOMPARE(dialog->selectedIndex(), 1);
                 // Enter plays what is selected.
                 QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
-                QCOMPARE(setting.player.played.size(), 1);
-                QVERIFY(setting.player.played.first().endsWith(QStringLiteral("/2.mp4")));
+                QCOMPARE(setting.desktop.opened.size(), 1);
+                QVERIFY(setting.desktop.opened.first().endsWith(QStringLiteral("/2.mp4")));
                 QVERIFY(dialog->isVisible());
                 QTest::keyClick(dialog, Qt::Key_Escape);
                 result = dialog->result();
@@ -607,9 +593,9 @@ private Q_SLOTS:
             QCOMPARE(tool.calls().size(), 2);
             QVERIFY(dialog->isVisible());
         });
-        QCOMPARE(setting.player.played, (QStringList{clip(QStringLiteral("1_preview_30s.mp4")),
-                                                     clip(QStringLiteral("2_preview_30s.mp4")),
-                                                     clip(QStringLiteral("2_preview_30s.mp4"))}));
+        QCOMPARE(setting.desktop.opened, (QStringList{clip(QStringLiteral("1_preview_30s.mp4")),
+                                                      clip(QStringLiteral("2_preview_30s.mp4")),
+                                                      clip(QStringLiteral("2_preview_30s.mp4"))}));
         QCOMPARE(setting.problems(), QString());
     }
 
@@ -640,7 +626,7 @@ private Q_SLOTS:
             QCOMPARE(dialog->focusWidget(), button);
         });
         QVERIFY(QFile::remove(go));
-        QCOMPARE(setting.player.played, QStringList{clip(QStringLiteral("1_preview_30s.mp4"))});
+        QCOMPARE(setting.desktop.opened, QStringList{clip(QStringLiteral("1_preview_30s.mp4"))});
         QCOMPARE(tool.calls().size(), 1);
         QCOMPARE(setting.problems(), QString());
     }
@@ -655,7 +641,7 @@ private Q_SLOTS:
             dialog->openPreview(1);
             dialog->openPreview(0);
         });
-        QCOMPARE(setting.player.played, outputs);
+        QCOMPARE(setting.desktop.opened, outputs);
         QCOMPARE(setting.problems(), QString());
     }
 
@@ -749,7 +735,7 @@ private Q_SLOTS:
             setting.probe.resetToImportPage();
             dialog->openPreview(0);
         });
-        QCOMPARE(setting.player.played.size(), 1);
+        QCOMPARE(setting.desktop.opened.size(), 1);
         QCOMPARE(setting.problems(), QString());
     }
 
@@ -789,7 +775,7 @@ private Q_SLOTS:
         setting.probe.showPreviewDialog();
         QCOMPARE(setting.problems(), QString());
         QVERIFY(comparison.isNull());
-        QCOMPARE(setting.player.played, outputs);
+        QCOMPARE(setting.desktop.opened, outputs);
         QCOMPARE(setting.probe.run().outputFiles.size(), 1);
         QVERIFY(setting.probe.run().outputFiles != outputs);
     }

@@ -1,3 +1,4 @@
+#include "tests/support/Desktop.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/LogTail.h"
 #include "tests/support/Modals.h"
@@ -6,7 +7,6 @@
 #include "workflow/FileCopy.h"
 #include "workflow/SaveNames.h"
 
-#include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
 #include <QLabel>
@@ -21,21 +21,6 @@
 
 #include <filesystem>
 #include <utility>
-
-/** Takes what the desktop would be asked to open. */
-class OpenedUrls : public QObject
-{
-    Q_OBJECT
-
-public:
-    OpenedUrls() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "take"); }
-    ~OpenedUrls() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-
-    QList<QUrl> urls;
-
-public Q_SLOTS:
-    void take(const QUrl &url) { urls.append(url); }
-};
 
 /** Copies of the repaired files, under names from the damaged ones. */
 class SavingTest : public TestCase
@@ -77,7 +62,7 @@ private:
         MainWindow window;
         WindowProbe probe;
         Modals modals;
-        OpenedUrls opened;
+        Desktop desktop;
 
     private:
         QTemporaryDir folder;
@@ -145,7 +130,7 @@ private Q_SLOTS:
                                      QStringLiteral("The repaired output file does not exist."));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void oneOutputIsProposedBesideItsDamagedFile()
@@ -171,7 +156,7 @@ private Q_SLOTS:
         QCOMPARE(filters, (QStringList{QStringLiteral("Video files (*.mp4)"),
                                        QStringLiteral("All files (*.*)")}));
         // A cancelled dialog ends it silently.
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
         QCOMPARE(entriesOf(setting.path(QStringLiteral("films"))), QStringList());
     }
 
@@ -187,8 +172,7 @@ private Q_SLOTS:
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(readFile(target), QByteArray("repaired"));
         QCOMPARE(readFile(output), QByteArray("repaired"));
-        QCOMPARE(setting.opened.urls,
-                 QList<QUrl>{QUrl::fromLocalFile(setting.path(QStringLiteral("saved")))});
+        QCOMPARE(setting.desktop.opened, QStringList{setting.path(QStringLiteral("saved"))});
     }
 
     void oneOutputThatCannotBeCopied()
@@ -202,7 +186,7 @@ private Q_SLOTS:
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(setting.saved(), QStringList());
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void severalOutputsAreNumberedOverAll()
@@ -224,7 +208,7 @@ private Q_SLOTS:
         QCOMPARE(setting.savedContent(QStringLiteral("a_1_repaired.mp4")), QByteArray("a1"));
         QCOMPARE(setting.savedContent(QStringLiteral("a_2_repaired.mp4")), QByteArray("a2"));
         QCOMPARE(setting.savedContent(QStringLiteral("b %1_3_repaired.mkv")), QByteArray("b3"));
-        QCOMPARE(setting.opened.urls, QList<QUrl>{QUrl::fromLocalFile(folder)});
+        QCOMPARE(setting.desktop.opened, QStringList{folder});
     }
 
     void theFolderDialogStartsAtTheCurrentFileAndMayBeCancelled()
@@ -244,7 +228,7 @@ private Q_SLOTS:
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QCOMPARE(directory, setting.path(QStringLiteral("films")));
         QCOMPARE(mode, QFileDialog::Directory);
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void aPartOfSeveralIsReportedByItsCount()
@@ -273,7 +257,7 @@ private Q_SLOTS:
                                      QStringLiteral("Unable to write to the target folder."));
         setting.probe.saveResults();
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void aFailedCopyTakesWhatStoodThere()
@@ -483,7 +467,7 @@ private Q_SLOTS:
         QCOMPARE(setting.modals.problems().join(QLatin1Char(0x0a)), QString());
         QVERIFY(Workers::awaitAll(std::chrono::seconds(30)));
         QCOMPARE(setting.saved(), QStringList());
-        QVERIFY(setting.opened.urls.isEmpty());
+        QVERIFY(setting.desktop.opened.isEmpty());
     }
 
     void whatWasCopiedBeforeACancelStays()
