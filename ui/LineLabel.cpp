@@ -8,7 +8,6 @@
 LineLabel::LineLabel(const QString &text, QWidget *parent) : QLabel(text, parent)
 {
     setTextFormat(Qt::PlainText);
-    setStyleSheet(QString::fromUtf16(StyleSheet::toolTip));
 }
 
 QString LineLabel::singleLine(QString text)
@@ -36,10 +35,8 @@ QSize LineLabel::minimumSizeHint() const
 
 bool LineLabel::event(QEvent *event)
 {
-    if (event->type() == QEvent::ToolTip) {
-        const QString whole = singleLine(text());
-        setToolTip(visibleLine() == whole ? QString() : toolTipFor(whole));
-    }
+    if (event->type() == QEvent::ToolTip)
+        provideToolTip();
     return QLabel::event(event);
 }
 
@@ -49,6 +46,14 @@ void LineLabel::paintEvent(QPaintEvent * /*event*/)
     drawFrame(&painter);
     painter.drawItemText(contentsRect(), static_cast<int>(alignment()) | Qt::TextSingleLine,
                          palette(), isEnabled(), visibleLine(), foregroundRole());
+}
+
+void LineLabel::provideToolTip()
+{
+    const QString whole = singleLine(text());
+    setToolTip(visibleLine() == whole ? QString() : toolTipFor(whole));
+    if (!toolTip().isEmpty() && styleSheet().isEmpty())
+        setStyleSheet(QString::fromUtf16(StyleSheet::toolTip));
 }
 
 QString LineLabel::visibleLine() const

@@ -28,6 +28,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void provideToolTip();
     QString visibleLine() const;
     QSize sizeFor(const QString &shown) const;
 };

@@ -858,13 +858,13 @@ void ImportTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
     ListCheck check(setting);
     setting.probe.addDamagedFiles(pool, true);
     QCOMPARE(check.problem(), QString());
-    for (int step = 1; step <= 600; ++step) {
+    for (int step = 1; step <= 450; ++step) {
         doSomething(setting, random, pool);
         if (step % 3 != 0)
             continue;
         const QString problem = check.problem();
         QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("%1: %2").arg(step).arg(problem)));
-        if (step % 30 != 0)
+        if (step % 45 != 0)
             continue;
         MainWindow fresh;
         WindowProbe freshProbe(fresh);

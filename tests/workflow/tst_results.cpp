@@ -838,13 +838,13 @@ void ResultsTest::listsOfAnyLengthScrollAsIfAllRowsWereThere()
     QRandomGenerator random(1234);
     ListCheck check(setting);
     QCOMPARE(check.problem(), QString());
-    for (int step = 1; step <= 900; ++step) {
+    for (int step = 1; step <= 600; ++step) {
         doSomething(setting, random);
         if (step % 3 != 0)
             continue;
         const QString problem = check.problem();
         QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("%1: %2").arg(step).arg(problem)));
-        if (step % 45 == 0)
+        if (step % 60 == 0)
             compareWithFreshList(setting);
     }
 }
