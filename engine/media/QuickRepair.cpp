@@ -1,38 +1,87 @@
 #include "engine/media/QuickRepair.h"
 
 #include "engine/EngineError.h"
+#include "engine/iso/IsoReader.h"
+#include "engine/iso/IsoWriter.h"
+#include "engine/log/LogLine.h"
 #include "engine/media/AsideFile.h"
 #include "engine/media/MediaInput.h"
 #include "engine/media/MediaOutput.h"
 #include "engine/media/ReadBack.h"
+#include "engine/recording/SelfCheck.h"
 
+#include <algorithm>
 #include <set>
 
 namespace {
 
-RepairReport copyPackets(MediaInput &input, MediaOutput &output)
+EngineError nothingReadable(const std::string &path)
+{
+    return {ErrorCode::NothingReadable, "Nothing in the file can be read any more: " + path};
+}
+
+/** The first bytes are those of a container that is not of MP4's family. */
+bool startsAsAnother(const SourceFile &source)
+{
+    constexpr std::size_t transportPacket = 188;
+    const ByteView bytes = source.view(0, 2 * transportPacket);
+    if (bytes.size() < transportPacket + 5)
+        return false;
+    const std::uint32_t first = be32(bytes.data());
+    constexpr std::uint32_t ebml = 0x1a45dfa3;
+    constexpr std::uint32_t asf = 0x3026b275;
+    constexpr std::uint32_t programStream = 0x1ba;
+    constexpr std::uint32_t mxf = 0x060e2b34;
+    constexpr std::uint32_t flv = 0x464c5601;
+    constexpr std::uint8_t sync = 0x47;
+    return first == fourCc("RIFF") || first == ebml || first == asf || first == programStream ||
+           first == mxf || first == flv || first == fourCc("OggS") ||
+           (bytes[0] == sync && bytes[transportPacket] == sync) ||
+           (bytes[4] == sync && bytes.size() > 196 && bytes[196] == sync);
+}
+
+TrackKind kindOf(const AVCodecParameters &parameters)
+{
+    return parameters.codec_type == AVMEDIA_TYPE_VIDEO   ? TrackKind::Video
+           : parameters.codec_type == AVMEDIA_TYPE_AUDIO ? TrackKind::Audio
+                                                         : TrackKind::Other;
+}
+
+RepairReport streamsOf(const AVFormatContext &input)
 {
     RepairReport report;
+    for (unsigned i = 0; i < input.nb_streams; ++i) {
+        const AVCodecParameters &parameters = *input.streams[i]->codecpar;
+        report.tracks.push_back(
+            {.kind = kindOf(parameters), .codec = avcodec_get_name(parameters.codec_id)});
+    }
+    return report;
+}
+
+RepairReport copyPackets(MediaInput &input, MediaOutput &output)
+{
+    RepairReport report = streamsOf(input.context());
     const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
     std::set<int> leftOut;
     while (input.read(*packet)) {
         const int stream = packet->stream_index;
+        // Some readers find further streams as they go.
+        if (static_cast<std::size_t>(stream) >= report.tracks.size())
+            report.tracks.resize(static_cast<std::size_t>(stream) + 1);
+        TrackReport &track = report.tracks[static_cast<std::size_t>(stream)];
+        ++track.found;
         if (!output.takes(stream))
             leftOut.insert(stream);
         // Half a packet at the place of the damage would come out as a broken picture.
         else if (!input.isIncomplete(*packet) && output.write(*packet))
-            ++report.kept;
-        else
-            ++report.dropped;
+            ++track.kept;
         av_packet_unref(packet.get());
     }
     report.streamsLeftOut = static_cast<int>(leftOut.size());
     return report;
 }
 
-} // namespace
-
-RepairReport quickRepair(const std::string &damagedPath, const std::string &outputPath)
+RepairReport repairWithFfmpeg(const std::string &damagedPath, const std::string &outputPath)
 {
     MediaInput input(damagedPath);
     const auto writer = writerFor(input.context(), outputPath);
@@ -43,12 +92,79 @@ RepairReport quickRepair(const std::string &damagedPath, const std::string &outp
 
     AsideFile aside(outputPath, damagedPath);
     MediaOutput output(input, aside.path(), *writer);
-    const RepairReport report = copyPackets(input, output);
-    if (report.kept == 0)
-        throw EngineError(ErrorCode::NothingReadable,
-                          "Nothing in the file can be read any more: " + damagedPath);
+    RepairReport report = copyPackets(input, output);
+    report.container = *writer;
+    if (report.kept() == 0)
+        throw nothingReadable(damagedPath);
     output.finish();
     readBack(aside.path(), output.written());
     aside.publish();
     return report;
+}
+
+/** Whether to look for the boxes of MP4 and its relatives in a file. */
+bool mayBeIso(const SourceFile &source)
+{
+    return looksLikeIso(source) || !startsAsAnother(source);
+}
+
+RepairReport reportOf(const IsoRecording &recording)
+{
+    RepairReport report = {.container = recording.isQuickTime ? "mov" : "mp4",
+                           .streamsLeftOut = recording.lostTracks};
+    for (const IsoTrack &track : recording.tracks) {
+        report.tracks.push_back(reportOf(static_cast<const Track &>(track)));
+        if (report.tracks.back().kept == 0 && report.tracks.back().found > 0)
+            ++report.streamsLeftOut;
+    }
+    if (recording.offsetShift != 0)
+        report.remarks.push_back("All packets stood " + std::to_string(recording.offsetShift) +
+                                 " bytes away from where the index said.");
+    if (std::any_of(recording.tracks.begin(), recording.tracks.end(),
+                    [](const IsoTrack &track) { return track.isRetimed; }))
+        report.remarks.emplace_back("The durations in the index made no sense and were derived "
+                                    "anew.");
+    return report;
+}
+
+RepairReport repairIso(const SourceFile &source, IsoRecording &recording,
+                       const std::string &outputPath)
+{
+    AsideFile aside(outputPath, source.path());
+    std::vector<ExpectedTrack> expected = writeIso(source, recording, aside.path());
+    RepairReport report = reportOf(recording);
+    if (report.kept() == 0)
+        throw nothingReadable(source.path());
+    // What has been found may be large, and FFmpeg's reader needs as much again.
+    recording = {};
+    checkOutput(aside.path(), std::move(expected));
+    aside.publish();
+    return report;
+}
+
+/** None when the file is none of the containers that we read ourselves, or too little is left. */
+std::optional<RepairReport> repairOurselves(const std::string &damagedPath,
+                                            const std::string &outputPath)
+try {
+    const SourceFile source(damagedPath);
+    if (!mayBeIso(source))
+        return std::nullopt;
+    auto recording = readIso(source);
+    if (!recording)
+        return std::nullopt;
+    return repairIso(source, *recording, outputPath);
+} catch (const EngineError &error) {
+    if (error.code() != ErrorCode::OutputNotSound)
+        throw;
+    logLine(TarnLogWarn, std::string("trying FFmpeg's reader: ") + error.what());
+    return std::nullopt;
+}
+
+} // namespace
+
+RepairReport quickRepair(const std::string &damagedPath, const std::string &outputPath)
+{
+    if (auto report = repairOurselves(damagedPath, outputPath))
+        return *report;
+    return repairWithFfmpeg(damagedPath, outputPath);
 }

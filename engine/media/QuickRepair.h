@@ -1,22 +1,14 @@
 #pragma once
 
-#include <cstdint>
+#include "engine/recording/RepairReport.h"
+
 #include <string>
 
-struct RepairReport
-{
-    /** Packets that stand in the output. */
-    std::int64_t kept = 0;
-    /** Packets that were found but are incomplete, or that the container cannot hold. */
-    std::int64_t dropped = 0;
-    /** Streams of the file that the output lacks. */
-    int streamsLeftOut = 0;
-};
-
 /**
- * Copies what can be read of every stream into a new file of the same container, mends the time
- * stamps and reads the result back (see readBack()). The damaged file is only read; the output is
- * there whole, or not at all.
+ * Makes a sound file of the same container out of what is left in a damaged one, and reads it back
+ * before it counts. Where we have a reader and a writer of our own for the container, these find
+ * the packets and keep all else as it was; otherwise, FFmpeg's do as far as they can read the file.
+ * The damaged file is only read; the output is there whole, or not at all.
  *
  * Throws what MediaInput throws, BadRequest when output and input are one file,
  * ContainerNotWritable, NothingReadable, OutputNotWritten, OutputNotSound.

@@ -42,16 +42,41 @@ Json answerFirstPicture(const Request &request)
     return {{"message", "The first picture has been written."}};
 }
 
+const char *nameOf(TrackKind kind)
+{
+    switch (kind) {
+    case TrackKind::Video:
+        return "video";
+    case TrackKind::Audio:
+        return "audio";
+    case TrackKind::Other:
+        break;
+    }
+    return "other";
+}
+
+Json jsonOf(const RepairReport &report, const std::string &sentence)
+{
+    Json tracks = Json::array();
+    for (const TrackReport &track : report.tracks) {
+        Json gaps = Json::array();
+        for (const Gap &gap : track.gaps)
+            gaps.push_back({{"from", gap.from}, {"to", gap.to}});
+        tracks.push_back({{"kind", nameOf(track.kind)},
+                          {"codec", track.codec},
+                          {"found", track.found},
+                          {"kept", track.kept},
+                          {"lost", track.lost()},
+                          {"gaps", gaps}});
+    }
+    return {{"container", report.container}, {"tracks", tracks}, {"summary", sentence}};
+}
+
 Json answerQuickRepair(const Request &request)
 {
     const RepairReport report = quickRepair(request.video, request.outFilePath);
-    std::string message = "The video has been repaired: " + std::to_string(report.kept) +
-                          " packets kept, " + std::to_string(report.dropped) +
-                          " unusable ones left out.";
-    if (report.streamsLeftOut > 0)
-        message += " Streams that its container cannot hold, and that are missing now: " +
-                   std::to_string(report.streamsLeftOut) + ".";
-    return {{"message", message}};
+    const std::string sentence = sentenceOf(report);
+    return {{"message", sentence}, {"report", jsonOf(report, sentence)}};
 }
 
 Json answerTo(const Request &request)

@@ -1,0 +1,293 @@
+#include "engine/iso/BoxSearch.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::size_t searchWindow = 1U << 20U;
+// What a candidate's test looks at may reach over the end of a window.
+constexpr std::size_t searchOverlap = 16;
+
+// An index behind the media is this near to the file's end, up to recordings of very many hours.
+constexpr std::uint64_t indexReach = 256ULL << 20U;
+
+constexpr std::uint64_t fragmentNumberSize = 16;
+
+constexpr std::array knownTopTypes = {
+    fourCc("ftyp"), fourCc("styp"), fourCc("moov"), fourCc("moof"), fourCc("mdat"), fourCc("free"),
+    fourCc("skip"), fourCc("wide"), fourCc("uuid"), fourCc("sidx"), fourCc("mfra"), fourCc("meta"),
+    fourCc("pnot"), fourCc("udta"), fourCc("ssix"), fourCc("emsg"), fourCc("prft"), fourCc("PICT")};
+
+constexpr std::array indexChildren = {fourCc("mvhd"), fourCc("trak"), fourCc("udta"),
+                                      fourCc("meta"), fourCc("iods"), fourCc("mvex"),
+                                      fourCc("uuid"), fourCc("free")};
+
+template <std::size_t Size>
+bool contains(const std::array<FourCc, Size> &types, FourCc type)
+{
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+bool startsWith(const SourceFile &source, std::uint64_t offset, std::uint64_t limit, FourCc type,
+                std::uint64_t leastSize, std::uint64_t mostSize)
+{
+    const auto box = readBox(source, offset, limit);
+    return box && box->type == type && !box->isCut && box->end - box->offset >= leastSize &&
+           box->end - box->offset <= mostSize;
+}
+
+bool isMovieHeader(const SourceFile &source, std::uint64_t offset)
+{
+    return startsWith(source, offset, source.size(), fourCc("mvhd"), 108, 120);
+}
+
+bool isTrack(const SourceFile &source, std::uint64_t offset)
+{
+    const auto box = readBox(source, offset, source.size());
+    return box && box->type == fourCc("trak") &&
+           startsWith(source, box->body(), box->end, fourCc("tkhd"), 92, 104);
+}
+
+bool isTrackFragment(const SourceFile &source, std::uint64_t offset)
+{
+    const auto box = readBox(source, offset, source.size());
+    return box && box->type == fourCc("traf") &&
+           startsWith(source, box->body(), box->end, fourCc("tfhd"), 16, 64);
+}
+
+/** The boxes of these types that follow one another from `offset` on, as one without a header. */
+template <typename IsMember>
+Box chainFrom(const SourceFile &source, FourCc type, std::uint64_t offset, IsMember isMember)
+{
+    Box chain = {.type = type, .offset = offset, .headerSize = 0, .end = offset};
+    for (auto next = readBox(source, offset, source.size()); next && isMember(next->type);
+         next = readBox(source, chain.end, source.size())) {
+        chain.end = next->end;
+        chain.isCut = next->isCut;
+    }
+    return chain;
+}
+
+Box orphanedIndex(const SourceFile &source, std::uint64_t offset)
+{
+    return chainFrom(source, fourCc("moov"), offset,
+                     [](FourCc type) { return contains(indexChildren, type); });
+}
+
+/** What stands `lost` bytes behind where a fragment header began. */
+std::optional<Box> orphanedFragment(const SourceFile &source, std::uint64_t offset,
+                                    std::uint64_t lost)
+{
+    if (offset < lost)
+        return std::nullopt;
+    Box box = chainFrom(source, fourCc("moof"), offset, [](FourCc type) {
+        return type == fourCc("mfhd") || type == fourCc("traf");
+    });
+    box.offset -= lost;
+    box.headerSize = lost;
+    return box;
+}
+
+/** The structure of which `type`, standing at `typeOffset`, is a true part, if it is one. */
+std::optional<Box> structureAt(const SourceFile &source, FourCc type, std::uint64_t typeOffset)
+{
+    constexpr std::uint64_t sizeField = 4;
+    constexpr std::uint64_t header = 8;
+    if (typeOffset < sizeField)
+        return std::nullopt;
+    const std::uint64_t offset = typeOffset - sizeField;
+    const auto box = readBox(source, offset, source.size());
+    if (!box)
+        return std::nullopt;
+    switch (type) {
+    case fourCc("moov"):
+        return isMovieHeader(source, box->body()) || isTrack(source, box->body()) ? box
+                                                                                  : std::nullopt;
+    case fourCc("moof"):
+        return startsWith(source, box->body(), box->end, fourCc("mfhd"), fragmentNumberSize,
+                          fragmentNumberSize)
+                   ? box
+                   : std::nullopt;
+    case fourCc("mvhd"):
+        return isMovieHeader(source, offset) && !box->isCut && isTrack(source, box->end)
+                   ? std::optional(orphanedIndex(source, offset))
+                   : std::nullopt;
+    case fourCc("trak"):
+        return isTrack(source, offset) ? std::optional(orphanedIndex(source, offset))
+                                       : std::nullopt;
+    case fourCc("mfhd"):
+        return box->end - offset == fragmentNumberSize && isTrackFragment(source, box->end)
+                   ? orphanedFragment(source, offset, header)
+                   : std::nullopt;
+    case fourCc("traf"):
+        return isTrackFragment(source, offset)
+                   ? orphanedFragment(source, offset, header + fragmentNumberSize)
+                   : std::nullopt;
+    default:
+        return std::nullopt;
+    }
+}
+
+bool mayBegin(const std::uint8_t *bytes)
+{
+    return (bytes[0] == 'm' && (bytes[1] == 'o' || bytes[1] == 'v' || bytes[1] == 'f')) ||
+           (bytes[0] == 't' && bytes[1] == 'r' && bytes[2] == 'a');
+}
+
+/** The first structure whose type stands in a range, if `accepts` it. */
+template <typename Accepts>
+std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uint64_t to,
+                          Accepts accepts)
+{
+    constexpr std::size_t typeSize = 4;
+    Bytes window(searchWindow + searchOverlap);
+    for (std::uint64_t start = from; start < to; start += searchWindow) {
+        const std::size_t size = source.read(start, window.data(), window.size());
+        for (std::size_t i = 0; i + typeSize <= size && i < searchWindow && start + i < to; ++i) {
+            if (!mayBegin(&window[i]))
+                continue;
+            const auto found = structureAt(source, be32(&window[i]), start + i);
+            if (found && accepts(*found))
+                return found;
+        }
+    }
+    return std::nullopt;
+}
+
+/** A file walked from its first byte to its last. */
+class Walk
+{
+public:
+    explicit Walk(const SourceFile &file) : source(file) {}
+
+    IsoStructure run()
+    {
+        std::uint64_t position = 0;
+        while (position < source.size()) {
+            const auto box = readBox(source, position, source.size());
+            if (box && isTrustworthy(*box)) {
+                take(*box);
+                position = box->end;
+                // A fragmented recording goes on behind its media in any case.
+                if (box->type != fourCc("mdat") || isBoundary(*box))
+                    continue;
+                position = box->body();
+            }
+            structure.isSound = false;
+            if (isComplete())
+                break;
+            const auto next = resume(position);
+            if (!next)
+                break;
+            take(*next);
+            position = next->end;
+        }
+        return std::move(structure);
+    }
+
+private:
+    bool isTrustworthy(const Box &box) const
+    {
+        if (box.type == fourCc("moov") || box.type == fourCc("moof"))
+            return structureAt(source, box.type, box.offset + 4).has_value();
+        return contains(knownTopTypes, box.type) || (isPlausibleType(box.type) && isBoundary(box));
+    }
+
+    /** The box ends where the file does or another begins. */
+    bool isBoundary(const Box &box) const
+    {
+        if (box.isCut)
+            return false;
+        const auto next = readBox(source, box.end, source.size());
+        return box.end == source.size() ? saysItsSize(box)
+                                        : next && contains(knownTopTypes, next->type);
+    }
+
+    /** A size of zero means "to the end", and is what a recorder leaves that never came to it. */
+    bool saysItsSize(const Box &box) const { return be32(source.view(box.offset, 4).data()) != 0; }
+
+    void take(const Box &box)
+    {
+        if (box.type == fourCc("ftyp") && !structure.fileType && !box.isCut)
+            structure.fileType = box;
+        else if (box.type == fourCc("moov"))
+            takeIndex(box);
+        else if (box.type == fourCc("moof"))
+            structure.fragments.push_back(box);
+        else if (box.type == fourCc("mdat"))
+            structure.media.push_back(box);
+    }
+
+    /** The search from the end has been at some of what the walk comes to. */
+    void takeIndex(const Box &box)
+    {
+        const bool isKnown =
+            std::any_of(structure.indexes.begin(), structure.indexes.end(),
+                        [&box](const Box &known) { return known.offset == box.offset; });
+        if (!isKnown)
+            structure.indexes.push_back(box);
+    }
+
+    /** Nothing that is still to come could be needed. */
+    bool isComplete() const
+    {
+        return structure.fragments.empty() &&
+               std::any_of(structure.indexes.begin(), structure.indexes.end(),
+                           [this](const Box &index) {
+                               return !findBox(childrenOf(source, index), fourCc("mvex"));
+                           });
+    }
+
+    std::optional<Box> resume(std::uint64_t position)
+    {
+        if (structure.indexes.empty() && structure.fragments.empty()) {
+            if (const auto index = indexFromTheEnd(position))
+                structure.indexes.push_back(*index);
+            if (isComplete())
+                return std::nullopt;
+        }
+        return search(source, position, source.size(), [](const Box &) { return true; });
+    }
+
+    std::optional<Box> indexFromTheEnd(std::uint64_t from) const
+    {
+        constexpr std::uint64_t step = 8 * searchWindow;
+        const std::uint64_t reach = std::min(indexReach, source.size() - from);
+        for (std::uint64_t back = step; back < reach + step; back += step) {
+            const std::uint64_t start = source.size() - std::min(back, reach);
+            const auto found =
+                search(source, start, std::min(start + step, source.size()), [](const Box &box) {
+                    return box.type == fourCc("moov") && box.headerSize > 0;
+                });
+            if (found)
+                return found;
+        }
+        return std::nullopt;
+    }
+
+    const SourceFile &source;
+    IsoStructure structure;
+};
+
+} // namespace
+
+IsoStructure findStructure(const SourceFile &source)
+{
+    return Walk(source).run();
+}
+
+bool looksLikeIso(const SourceFile &source)
+{
+    const auto box = readBox(source, 0, source.size());
+    return box && contains(knownTopTypes, box->type);
+}
+
+std::optional<Box> findTrack(const SourceFile &source, std::uint64_t from, std::uint64_t to)
+{
+    constexpr std::uint64_t sizeField = 4;
+    const auto found = search(source, from + sizeField, to, [](const Box &box) {
+        return box.type == fourCc("moov") && box.headerSize == 0;
+    });
+    return found ? readBox(source, found->offset, to) : std::nullopt;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "engine/iso/Box.h"
+
+#include <optional>
+#include <vector>
+
+/** The parts of a file that recovery needs, found wherever they are. */
+struct IsoStructure
+{
+    std::optional<Box> fileType;
+    /** Indexes ("moov"); more than one when something in the media looks like one. */
+    std::vector<Box> indexes;
+    /** Fragment headers ("moof"). */
+    std::vector<Box> fragments;
+    /** Media ("mdat") as far as its boxes can be trusted to begin where they say. */
+    std::vector<Box> media;
+    /** Boxes follow one another without a hole from the first byte to the last. */
+    bool isSound = true;
+};
+
+/**
+ * Walks the boxes of a file. Where a size leads nowhere, it searches on byte by byte for the next
+ * index or fragment header. One that has lost its own header is found by what it holds: it then
+ * is a box with a header of the bytes that are missing (a fragment: what it holds counts from
+ * there), or of none (an index).
+ */
+IsoStructure findStructure(const SourceFile &source);
+
+/** Whether the first bytes, or a search, say that this is a file of the family. */
+bool looksLikeIso(const SourceFile &source);
+
+/** The next track ("trak") with a header of its own at or after `from`. */
+std::optional<Box> findTrack(const SourceFile &source, std::uint64_t from, std::uint64_t to);

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "engine/iso/IsoRecording.h"
+
+/**
+ * Adds the packets that fragment headers tell of to the recording's tracks. A track that lost
+ * fragments goes on at the time which the next one states; where none is stated, at once.
+ */
+void readFragments(const SourceFile &source, const std::vector<Box> &fragments,
+                   IsoRecording &recording);

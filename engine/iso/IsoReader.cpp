@@ -1,0 +1,80 @@
+#include "engine/iso/IsoReader.h"
+
+#include "engine/iso/Fragments.h"
+#include "engine/iso/OffsetShift.h"
+#include "engine/iso/SampleDurations.h"
+#include "engine/iso/SampleTables.h"
+#include "engine/iso/TrackHeaders.h"
+
+#include <algorithm>
+
+namespace {
+
+bool startsAsQuickTime(const SourceFile &source, const Box &fileType)
+{
+    const ByteView brand = source.view(fileType.body(), 4);
+    return brand.size() == 4 && be32(brand.data()) == fourCc("qt  ");
+}
+
+void applyShift(IsoTrack &track, std::int64_t shift)
+{
+    for (Packet &packet : track.packets) {
+        const std::int64_t place = static_cast<std::int64_t>(packet.offset) + shift;
+        packet.setLost(place < 0);
+        packet.setOffset(static_cast<std::uint64_t>(std::max<std::int64_t>(place, 0)));
+    }
+}
+
+/** Marks what reaches over the end of the file; of plain sound, whole samples stay. */
+void markLost(IsoTrack &track, std::uint64_t fileSize)
+{
+    for (Packet &packet : track.packets) {
+        if (packet.end() <= fileSize)
+            continue;
+        const std::uint64_t there = fileSize - std::min<std::uint64_t>(packet.offset, fileSize);
+        const std::uint64_t samples = track.uniformSize > 0 ? there / track.uniformSize : 0;
+        if (samples == 0) {
+            packet.setLost(true);
+            continue;
+        }
+        packet.size = static_cast<std::uint32_t>(samples * track.uniformSize);
+        if (&packet == &track.packets.back())
+            track.lastDuration = static_cast<std::int64_t>(samples) * track.uniformDuration;
+    }
+}
+
+std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructure &structure,
+                                      const Box &index)
+{
+    IsoRecording recording = readTrackHeaders(source, index);
+    for (IsoTrack &track : recording.tracks)
+        readSampleTables(source, track);
+    mendSampleDurations(recording);
+    recording.offsetShift = findOffsetShift(source, structure, recording);
+    if (recording.offsetShift != 0) {
+        for (IsoTrack &track : recording.tracks)
+            applyShift(track, recording.offsetShift);
+    }
+    readFragments(source, structure.fragments, recording);
+    recording.fileType = structure.fileType;
+    if (structure.fileType)
+        recording.isQuickTime = startsAsQuickTime(source, *structure.fileType);
+    for (IsoTrack &track : recording.tracks)
+        markLost(track, source.size());
+    const bool hasPackets =
+        std::any_of(recording.tracks.begin(), recording.tracks.end(),
+                    [](const IsoTrack &track) { return !track.packets.empty(); });
+    return hasPackets ? std::optional(std::move(recording)) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<IsoRecording> readIso(const SourceFile &source)
+{
+    const IsoStructure structure = findStructure(source);
+    for (const Box &index : structure.indexes) {
+        if (auto recording = readIndex(source, structure, index))
+            return recording;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "engine/iso/IsoRecording.h"
+
+#include <optional>
+
+/**
+ * Understands a file of the family, damaged or not: finds its index and fragments wherever they
+ * are, and from them the packets. Packets whose bytes are not all there are marked as lost. None
+ * when there is no index, or nothing in it tells of a packet.
+ */
+std::optional<IsoRecording> readIso(const SourceFile &source);

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "engine/iso/BoxSearch.h"
+#include "engine/recording/Recording.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/** Where the boxes stand that a track's packets are told by. */
+struct SampleTableBoxes
+{
+    std::optional<Box> sizes;
+    std::optional<Box> durations;
+    std::optional<Box> compositionOffsets;
+    std::optional<Box> chunks;
+    std::optional<Box> chunkOffsets;
+    std::optional<Box> keySamples;
+};
+
+/** One track of an ISO recording. */
+struct IsoTrack : Track
+{
+    std::uint32_t id = 0;
+    FourCc handler = 0;
+    /** Type of the first sample description. */
+    FourCc codecType = 0;
+    /** The "trak" box, which the output's is made after. */
+    Box box;
+    SampleTableBoxes tables;
+    /** Bytes of the length before each NAL unit; 0 where the codec has none. */
+    unsigned nalLengthSize = 0;
+    bool isHevc = false;
+    bool isAac = false;
+    /** Samples of sound in a second as the sample description says; 0 when it does not. */
+    std::uint32_t sampleRate = 0;
+    /** What the media header, and the track's header in the movie's units, say of its length. */
+    std::int64_t statedDuration = 0;
+    std::int64_t statedMovieDuration = 0;
+    /**
+     * Samples all have one size and one duration, as those of plain sound: a packet is a chunk of
+     * them. 0 where each sample is a packet.
+     */
+    std::uint32_t uniformSize = 0;
+    std::int64_t uniformDuration = 0;
+    /** A sample of plain sound as the index counts it; differs from uniformSize in old files. */
+    std::uint32_t statedSampleSize = 0;
+    /** Samples of the track that are key pictures are listed; without a list all are. */
+    bool hasKeyList = false;
+    /** Durations in the index made no sense and were derived anew. */
+    bool isRetimed = false;
+    /** Where packets are taken from is not what the index says. */
+    bool isFragmented = false;
+};
+
+/** A damaged file of the family, as far as it is understood. */
+struct IsoRecording
+{
+    std::optional<Box> fileType;
+    Box index;
+    /** Units of the movie's time in a second. */
+    std::int64_t movieTimescale = 1000;
+    std::vector<IsoTrack> tracks;
+    /** What is to be added to the index's places of packets to find them. */
+    std::int64_t offsetShift = 0;
+    /** It was written as QuickTime, not as MP4; told by its first box or by its handlers. */
+    bool isQuickTime = false;
+    /** Tracks that the index began to describe and does not any more. */
+    int lostTracks = 0;
+};

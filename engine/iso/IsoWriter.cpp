@@ -1,0 +1,213 @@
+#include "engine/iso/IsoWriter.h"
+
+#include "engine/iso/IndexWriter.h"
+#include "engine/log/LogLine.h"
+#include "engine/recording/OutputFile.h"
+#include "engine/recording/PacketOrder.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint64_t longMediaHeader = 16;
+constexpr std::size_t readWindow = 4U << 20U;
+
+// Coded pictures hold no three zero bytes in a row but at the end of a unit. Frames of sound may
+// be padded.
+constexpr std::size_t zerosInPicture = 32;
+constexpr std::size_t zerosInSound = 256;
+
+/** Bytes read in the order of the file, much at a time. */
+class ForwardReader
+{
+public:
+    explicit ForwardReader(const SourceFile &file) : source(file) {}
+
+    /** Shorter where the file ends. */
+    ByteView read(std::uint64_t offset, std::size_t size)
+    {
+        if (offset < start || offset + size > start + window.size()) {
+            window.resize(std::max(readWindow, size));
+            start = offset;
+            window.resize(source.read(offset, window.data(), window.size()));
+        }
+        const auto place = static_cast<std::size_t>(offset - start);
+        return ByteView(window).subspan(place, std::min(size, window.size() - place));
+    }
+
+private:
+    const SourceFile &source;
+    Bytes window;
+    std::uint64_t start = 0;
+};
+
+/** A run of at least `length` zeros stands in the bytes; runs just that long may be overlooked. */
+bool hasZeros(ByteView bytes, std::size_t length)
+{
+    const std::size_t step = length / 2;
+    for (std::size_t i = 0; i + length <= bytes.size(); i += step) {
+        // Most places are ruled out by their first byte.
+        if (bytes[i] == 0 && std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(i),
+                                         bytes.begin() + static_cast<std::ptrdiff_t>(i + step),
+                                         [](std::uint8_t byte) { return byte == 0; }))
+            return true;
+    }
+    return false;
+}
+
+bool isOverwritten(const IsoTrack &track, ByteView bytes)
+{
+    if (track.nalLengthSize > 0)
+        return hasZeros(bytes, zerosInPicture);
+    if (track.isAac)
+        return hasZeros(bytes, std::min(bytes.size(), zerosInSound)) && bytes.size() > 8;
+    return false;
+}
+
+class Progress
+{
+public:
+    explicit Progress(std::uint64_t size) : total(size) {}
+
+    void at(std::uint64_t position)
+    {
+        constexpr std::uint64_t steps = 10;
+        const std::uint64_t step = total > 0 ? position * steps / total : 0;
+        if (step > last)
+            logLine(TarnLogInfo, "copied " + std::to_string(step * steps) + " %");
+        last = std::max(last, step);
+    }
+
+private:
+    std::uint64_t total;
+    std::uint64_t last = 0;
+};
+
+class MediaCopy
+{
+public:
+    MediaCopy(const SourceFile &file, IsoRecording &target, OutputFile &toFile)
+        : source(file),
+          recording(target),
+          output(toFile),
+          reader(file),
+          progress(file.size()),
+          expected(target.tracks.size())
+    {
+    }
+
+    std::vector<ExpectedTrack> run()
+    {
+        std::vector<Track *> tracks;
+        for (IsoTrack &track : recording.tracks)
+            tracks.push_back(&track);
+        PacketOrder order(tracks);
+        for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
+            if (entry.packet->isLost == 0)
+                copy(entry.track, *entry.packet);
+        }
+        addTimes();
+        return std::move(expected);
+    }
+
+private:
+    void copy(std::size_t index, Packet &packet)
+    {
+        const IsoTrack &track = recording.tracks[index];
+        const ByteView bytes = reader.read(packet.offset, packet.size);
+        progress.at(packet.offset);
+        // An index that tells of the same bytes again and again could fill any disk.
+        const bool isTooMuch = copied + packet.size > source.size();
+        if (bytes.size() < packet.size || isTooMuch || isOverwritten(track, bytes)) {
+            packet.setLost(true);
+            return;
+        }
+        // Hashes are made in this order: a track whose order is another cannot be compared.
+        if (lastPlaces.size() <= index)
+            lastPlaces.resize(index + 1);
+        if (&packet < lastPlaces[index])
+            expected[index].comparesBytes = false;
+        lastPlaces[index] = &packet;
+        expected[index].digest.addBytes(bytes);
+        packet.setOffset(output.position());
+        output.write(bytes);
+        copied += packet.size;
+    }
+
+    /** Times in the output count from a track's first packet. */
+    void addTimes()
+    {
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const IsoTrack &track = recording.tracks[i];
+            expected[i].comparesPackets = track.uniformSize == 0;
+            std::optional<std::int64_t> first;
+            for (const Packet &packet : track.packets) {
+                if (packet.isLost != 0)
+                    continue;
+                if (!first)
+                    first = packet.time;
+                expected[i].digest.addPacket(packet.time - *first + packet.compositionOffset,
+                                             packet.size);
+            }
+        }
+    }
+
+    const SourceFile &source;
+    IsoRecording &recording;
+    OutputFile &output;
+    ForwardReader reader;
+    Progress progress;
+    std::vector<ExpectedTrack> expected;
+    std::vector<const Packet *> lastPlaces;
+    std::uint64_t copied = 0;
+};
+
+Bytes longMediaBox(std::uint64_t bodySize)
+{
+    Bytes header;
+    appendBe(header, 1, 4);
+    appendBe(header, fourCc("mdat"), 4);
+    appendBe(header, bodySize + longMediaHeader, 8);
+    return header;
+}
+
+} // namespace
+
+Bytes fileTypeOf(const SourceFile &source, const IsoRecording &recording)
+{
+    if (recording.fileType)
+        return source.copy(recording.fileType->offset,
+                           recording.fileType->end - recording.fileType->offset);
+    Bytes brands;
+    if (recording.isQuickTime) {
+        appendBe(brands, fourCc("qt  "), 4);
+        appendBe(brands, 0x200, 4);
+        appendBe(brands, fourCc("qt  "), 4);
+    } else {
+        appendBe(brands, fourCc("isom"), 4);
+        appendBe(brands, 0x200, 4);
+        for (const FourCc brand : {fourCc("isom"), fourCc("iso2"), fourCc("mp41")})
+            appendBe(brands, brand, 4);
+    }
+    return makeBox(fourCc("ftyp"), brands);
+}
+
+std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &recording,
+                                    const std::string &path)
+{
+    OutputFile output(path);
+    output.write(fileTypeOf(source, recording));
+    const std::uint64_t start = output.position();
+    output.write(longMediaBox(0));
+    std::vector<ExpectedTrack> expected = MediaCopy(source, recording, output).run();
+    output.patch(start, longMediaBox(output.position() - start - longMediaHeader));
+    output.write(makeIndex(source, recording));
+    output.close();
+
+    std::vector<ExpectedTrack> written;
+    for (ExpectedTrack &track : expected) {
+        if (track.digest.packets() > 0)
+            written.push_back(std::move(track));
+    }
+    return written;
+}

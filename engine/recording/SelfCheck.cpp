@@ -1,0 +1,158 @@
+#include "engine/recording/SelfCheck.h"
+
+#include "engine/EngineError.h"
+#include "engine/log/LogLine.h"
+#include "engine/media/Ffmpeg.h"
+
+#include <map>
+
+namespace {
+
+// Key pictures that are decoded of each video track, spread over its length.
+constexpr std::uint64_t picturesToDecode = 5;
+
+EngineError notSound(const std::string &why)
+{
+    logLine(TarnLogWarn, "self-check: " + why);
+    return {ErrorCode::OutputNotSound,
+            "The repaired file does not read back as it was written: " + why + "."};
+}
+
+Ffmpeg::InputPtr openPlain(const std::string &path)
+{
+    AVDictionary *options = nullptr;
+    // Times as they are stored, not as an edit list shows them.
+    av_dict_set(&options, "ignore_editlist", "1", 0);
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    AVFormatContext *opened = nullptr;
+    const int result =
+        avformat_open_input(&opened, Ffmpeg::fileUrl(path).c_str(), nullptr, &options);
+    av_dict_free(&options);
+    if (result < 0)
+        throw notSound("it cannot be opened (" + Ffmpeg::errorText(result) + ")");
+    // Packets as they are stored, not as parsers cut them.
+    opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+    return Ffmpeg::InputPtr(opened);
+}
+
+/** Decodes single key pictures of one stream. */
+class KeyPictures
+{
+public:
+    explicit KeyPictures(const AVStream &ofStream) : stream(ofStream) {}
+
+    void decode(const AVPacket &packet)
+    {
+        const AVCodec *codec = avcodec_find_decoder(stream.codecpar->codec_id);
+        if (codec == nullptr)
+            return;
+        const Ffmpeg::CodecContextPtr decoder(avcodec_alloc_context3(codec));
+        if (!decoder || avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0 ||
+            avcodec_open2(decoder.get(), codec, nullptr) < 0)
+            return;
+        ++tried;
+        const Ffmpeg::FramePtr frame = Ffmpeg::makeFrame();
+        avcodec_send_packet(decoder.get(), &packet);
+        avcodec_send_packet(decoder.get(), nullptr);
+        if (avcodec_receive_frame(decoder.get(), frame.get()) >= 0)
+            ++decoded;
+    }
+
+    bool isAllBroken() const { return tried > 0 && decoded == 0; }
+
+private:
+    const AVStream &stream;
+    int tried = 0;
+    int decoded = 0;
+};
+
+class Check
+{
+public:
+    Check(const std::string &path, std::vector<ExpectedTrack> tracks)
+        : input(openPlain(path)), expected(std::move(tracks)), found(expected.size())
+    {
+        if (input->nb_streams < expected.size())
+            throw notSound("tracks are missing");
+    }
+
+    void run()
+    {
+        const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
+        int result = av_read_frame(input.get(), packet.get());
+        for (; result >= 0; result = av_read_frame(input.get(), packet.get())) {
+            take(*packet);
+            av_packet_unref(packet.get());
+        }
+        if (result != AVERROR_EOF)
+            throw notSound("it cannot be read to its end");
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            compare(i);
+        for (const auto &[stream, ofStream] : pictures) {
+            if (ofStream.isAllBroken())
+                throw EngineError(ErrorCode::NothingReadable,
+                                  "The file says where its pictures are, but what stands there "
+                                  "cannot be decoded.");
+        }
+    }
+
+private:
+    void take(const AVPacket &packet)
+    {
+        const auto index = static_cast<std::size_t>(packet.stream_index);
+        if (index >= expected.size())
+            throw notSound("there are tracks that were not written");
+        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
+            throw notSound("a packet is not whole");
+        PacketDigest &digest = found[index];
+        if (expected[index].comparesBytes)
+            digest.addBytes({packet.data, static_cast<std::size_t>(packet.size)});
+        digest.addPacket(packet.pts, static_cast<std::uint64_t>(packet.size));
+        const AVStream &stream = *input->streams[packet.stream_index];
+        if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+            (packet.flags & AV_PKT_FLAG_KEY) != 0)
+            sample(packet, stream, digest.packets());
+    }
+
+    void sample(const AVPacket &packet, const AVStream &stream, std::uint64_t number)
+    {
+        const std::uint64_t step =
+            expected[static_cast<std::size_t>(stream.index)].digest.packets() / picturesToDecode +
+            1;
+        std::uint64_t &due = nextSample[stream.index];
+        if (number <= due)
+            return;
+        due = number - number % step + step;
+        pictures.try_emplace(stream.index, stream).first->second.decode(packet);
+    }
+
+    void compare(std::size_t index)
+    {
+        // Tracks that hold another's chapters are read with that one, not as packets.
+        if (input->streams[index]->discard >= AVDISCARD_ALL)
+            return;
+        ExpectedTrack &track = expected[index];
+        const std::string name = " in track " + std::to_string(index + 1);
+        if (track.comparesPackets && found[index].packets() != track.digest.packets())
+            throw notSound(std::to_string(found[index].packets()) + " packets instead of " +
+                           std::to_string(track.digest.packets()) + name);
+        if (track.comparesBytes && (found[index].bytes() != track.digest.bytes() ||
+                                    found[index].bytesHash() != track.digest.bytesHash()))
+            throw notSound("bytes differ" + name);
+        if (track.comparesPackets && found[index].timesHash() != track.digest.timesHash())
+            throw notSound("sizes or times differ" + name);
+    }
+
+    Ffmpeg::InputPtr input;
+    std::vector<ExpectedTrack> expected;
+    std::vector<PacketDigest> found;
+    std::map<int, KeyPictures> pictures;
+    std::map<int, std::uint64_t> nextSample;
+};
+
+} // namespace
+
+void checkOutput(const std::string &path, std::vector<ExpectedTrack> tracks)
+{
+    Check(path, std::move(tracks)).run();
+}

@@ -1,0 +1,56 @@
+#include "engine/recording/SourceFile.h"
+
+#include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
+
+#include <algorithm>
+#include <filesystem>
+
+SourceFile::SourceFile(const std::string &path) : filePath(path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path name = pathFromUtf8(path);
+    // The window below is the only buffer.
+    file.rdbuf()->pubsetbuf(nullptr, 0);
+    if (fs::is_regular_file(name, error))
+        file.open(name, std::ios::binary);
+    if (!file.is_open())
+        throw EngineError(ErrorCode::FileNotReadable, "The file cannot be opened: " + path);
+    fileSize = fs::file_size(name, error);
+    if (error)
+        throw EngineError(ErrorCode::FileNotReadable, "The file cannot be read: " + path);
+}
+
+std::size_t SourceFile::read(std::uint64_t offset, std::uint8_t *target, std::size_t size) const
+{
+    if (offset >= fileSize)
+        return 0;
+    file.clear();
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(reinterpret_cast<char *>(target),
+              static_cast<std::streamsize>(std::min<std::uint64_t>(size, fileSize - offset)));
+    return static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0));
+}
+
+ByteView SourceFile::view(std::uint64_t offset, std::size_t size) const
+{
+    size = std::min(size, windowSize);
+    const bool isInWindow = offset >= windowStart && offset + size <= windowStart + window.size();
+    if (!isInWindow) {
+        window.resize(windowSize);
+        windowStart = offset;
+        window.resize(read(offset, window.data(), windowSize));
+    }
+    const auto start = static_cast<std::size_t>(offset - windowStart);
+    return ByteView(window).subspan(start, std::min(size, window.size() - start));
+}
+
+Bytes SourceFile::copy(std::uint64_t offset, std::uint64_t size) const
+{
+    if (offset >= fileSize)
+        return {};
+    Bytes bytes(static_cast<std::size_t>(std::min(size, fileSize - offset)));
+    bytes.resize(read(offset, bytes.data(), bytes.size()));
+    return bytes;
+}
