@@ -43,6 +43,18 @@ void markLost(IsoTrack &track, std::uint64_t fileSize)
     }
 }
 
+// A packet of which this much is overwritten is lost. Less may be its own.
+constexpr std::uint64_t packetStart = 4;
+
+/** How many zeros the file begins with; a sound one begins with a box. */
+std::uint64_t zerosAtStart(const SourceFile &source)
+{
+    const ByteView bytes = source.view(0, SourceFile::windowSize);
+    const auto end =
+        std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; });
+    return static_cast<std::uint64_t>(end - bytes.begin());
+}
+
 std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructure &structure,
                                       const Box &index)
 {
@@ -59,8 +71,14 @@ std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructu
     recording.fileType = structure.fileType;
     if (structure.fileType)
         recording.isQuickTime = startsAsQuickTime(source, *structure.fileType);
-    for (IsoTrack &track : recording.tracks)
+    const std::uint64_t zeros = zerosAtStart(source);
+    for (IsoTrack &track : recording.tracks) {
         markLost(track, source.size());
+        for (Packet &packet : track.packets) {
+            if (packet.offset + std::min<std::uint64_t>(packet.size, packetStart) <= zeros)
+                packet.setLost(true);
+        }
+    }
     const bool hasPackets =
         std::any_of(recording.tracks.begin(), recording.tracks.end(),
                     [](const IsoTrack &track) { return !track.packets.empty(); });

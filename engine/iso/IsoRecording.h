@@ -49,6 +49,8 @@ struct IsoTrack : Track
     bool hasKeyList = false;
     /** Durations in the index made no sense and were derived anew. */
     bool isRetimed = false;
+    /** Its edit list's beginning is in the composition offsets: see startAtFirstPackets(). */
+    bool startsAtFirst = false;
     /** Where packets are taken from is not what the index says. */
     bool isFragmented = false;
 };

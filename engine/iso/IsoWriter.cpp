@@ -1,6 +1,7 @@
 #include "engine/iso/IsoWriter.h"
 
 #include "engine/iso/IndexWriter.h"
+#include "engine/iso/TrackTiming.h"
 #include "engine/log/LogLine.h"
 #include "engine/recording/OutputFile.h"
 #include "engine/recording/PacketOrder.h"
@@ -106,6 +107,7 @@ public:
             if (entry.packet->isLost == 0)
                 copy(entry.track, *entry.packet);
         }
+        startAtFirstPackets(source, recording);
         addTimes();
         return std::move(expected);
     }

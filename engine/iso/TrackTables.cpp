@@ -111,6 +111,9 @@ void appendDurations(Bytes &target, const IsoTrack &track)
         else if (!isLast)
             duration = (&packet + 1)->time - packet.time;
         const std::uint64_t samples = samplesOf(track, packet);
+        // Plain sound ends where its last sample does, though the packet may once have been longer.
+        if (track.uniformSize > 0 && next == nullptr)
+            duration = static_cast<std::int64_t>(samples) * track.uniformDuration;
         if (track.uniformSize > 0 && samples > 1) {
             table.add(samples - 1, fitDuration(track.uniformDuration));
             duration -= static_cast<std::int64_t>(samples - 1) * track.uniformDuration;

@@ -59,6 +59,8 @@ std::int64_t endOf(const IsoTrack &track)
 {
     const auto last = std::find_if(track.packets.rbegin(), track.packets.rend(),
                                    [](const Packet &packet) { return packet.isLost == 0; });
+    if (track.uniformSize > 0)
+        return last->time + last->size / track.uniformSize * track.uniformDuration;
     if (last == track.packets.rbegin())
         return last->time + track.lastDuration;
     return std::prev(last)->time;
@@ -89,6 +91,23 @@ double startOfRecording(const IsoRecording &recording, const std::vector<PlainEd
 
 } // namespace
 
+void startAtFirstPackets(const SourceFile &source, IsoRecording &recording)
+{
+    for (IsoTrack &track : recording.tracks) {
+        const Packet *first = firstKept(track);
+        if (first == nullptr || first->isKey != 0)
+            continue;
+        const PlainEdits edits = readEdits(source, track);
+        const std::int64_t late = edits.mediaStart - first->time;
+        constexpr std::int64_t furthest = 1 << 30;
+        if (!edits.isPlain || late <= 0 || late > furthest)
+            continue;
+        for (Packet &packet : track.packets)
+            packet.compositionOffset -= static_cast<std::int32_t>(late);
+        track.startsAtFirst = true;
+    }
+}
+
 std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording &recording)
 {
     std::vector<PlainEdits> edits;
@@ -109,11 +128,13 @@ std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording
         const std::int64_t first = firstKept(track)->time;
         times.mediaDuration = endOf(track) - first;
         const bool isWhole = times.keptPackets == track.packets.size() && track.missing == 0 &&
-                             !track.isRetimed && !track.isFragmented && first == 0;
+                             !track.isRetimed && !track.isFragmented && first == 0 &&
+                             !track.startsAtFirst;
         times.keepsEdits = isWhole || (first == 0 && !edits[i].isPlain);
         const double lead = startOf(track, edits[i], recording.movieTimescale) - origin;
         times.emptyTime = std::max<std::int64_t>(std::llround(lead * movieScale), 0);
-        times.mediaStart = std::max<std::int64_t>(edits[i].mediaStart - first, 0);
+        times.mediaStart =
+            track.startsAtFirst ? 0 : std::max<std::int64_t>(edits[i].mediaStart - first, 0);
         const double shown = static_cast<double>(times.mediaDuration - times.mediaStart) /
                              static_cast<double>(track.timescale);
         times.movieDuration =

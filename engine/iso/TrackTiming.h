@@ -20,5 +20,11 @@ struct TrackTiming
     std::int64_t mediaStart = 0;
 };
 
+/**
+ * Has tracks whose first key picture is lost begin with their first packet: readers leave an edit
+ * list alone that begins where there is no key picture. Their composition offsets then tell all.
+ */
+void startAtFirstPackets(const SourceFile &source, IsoRecording &recording);
+
 /** One for each track, in their order. */
 std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording &recording);

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+/**
+ * Undamaged recordings, generated: moving pictures with noise of a fixed seed and tones, coded on
+ * one thread and without time stamps of the day, so that each is the same file on every run.
+ */
+struct Master
+{
+    /** The file's name, by which damages and results speak of it. */
+    QString name;
+    /** What it is there for, for people. */
+    QString about;
+    QStringList options;
+};
+
+/** All there are. */
+const std::vector<Master> &masters();
+
+/** One by its name; ends the program when there is none. */
+const Master &masterNamed(const QString &name);
+
+/**
+ * The master's file in a folder, made when it is not there yet. Returns its path.
+ *
+ * @param seconds length of the recording; part of the file's name
+ */
+QString makeMaster(const Master &master, const QString &folder, int seconds);

@@ -1,0 +1,256 @@
+#include "engine/EngineError.h"
+#include "engine/media/QuickRepair.h"
+#include "tests/corpus/Masters.h"
+#include "tests/corpus/Score.h"
+#include "tests/support/FaultFolder.h"
+#include "tests/support/Footage.h"
+#include "tests/support/TestCase.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <functional>
+#include <optional>
+
+namespace {
+
+using DamageFunction = std::function<DamagedFile(const QByteArray &)>;
+
+constexpr int seconds = 8;
+
+QByteArray textOf(const Score &score)
+{
+    return QStringLiteral("recovered %1 of %2, wrong %3, misplaced %4, mistimed %5 (by %6 s)")
+        .arg(score.recovered)
+        .arg(score.recoverable)
+        .arg(score.wrong)
+        .arg(score.misplaced)
+        .arg(score.mistimed)
+        .arg(score.timeError)
+        .toLatin1();
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(DamageFunction)
+
+/** What quick repair brings back of damaged recordings, judged by what the undamaged ones hold. */
+class QuickRepairTest : public TestCase
+{
+    Q_OBJECT
+
+    struct Outcome
+    {
+        RepairReport report;
+        Contents original;
+        Contents output;
+        Score score;
+    };
+
+    /** Damages a master, repairs it and compares. Throws what the repair throws. */
+    Outcome repair(const QString &name, const DamageFunction &damage)
+    {
+        const QString master =
+            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const DamagedFile damaged = damage(readFile(master));
+        const QString input = folder.filePath(QStringLiteral("damaged-") + name);
+        outputPath = folder.filePath(QStringLiteral("repaired-") + name);
+        writeFile(input, damaged.bytes());
+        QFile::remove(outputPath);
+        Outcome outcome;
+        outcome.report = quickRepair(input.toStdString(), outputPath.toStdString());
+        if (readFile(input) != damaged.bytes())
+            qFatal("the damaged file was written to");
+        outcome.original = readContents(master);
+        outcome.output = readContents(outputPath);
+        outcome.score = scoreOf(outcome.original, damaged, outcome.output);
+        return outcome;
+    }
+
+    std::optional<ErrorCode> failureOf(const QString &name, const DamageFunction &damage)
+    {
+        try {
+            repair(name, damage);
+        } catch (const EngineError &error) {
+            return error.code();
+        }
+        return std::nullopt;
+    }
+
+    static void addRow(const char *title, const char *master, const DamageFunction &damage)
+    {
+        QTest::newRow(title) << QString::fromLatin1(master) << damage;
+    }
+
+private Q_SLOTS:
+    void mediaIsWhole_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DamageFunction>("damage");
+        const auto with = [](auto function, auto... arguments) {
+            return [=](const QByteArray &bytes) { return function(bytes, arguments...); };
+        };
+        for (const char *name : {"end.mp4", "front.mp4", "hevc.mp4", "slices.mp4", "variable.mp4",
+                                 "sounds.mp4", "plain.mov", "plain24.mov"}) {
+            const QByteArray title = name;
+            addRow(title + ": nothing", name, with(Damage::cutAt, 1.0));
+            addRow(title + ": media size 0", name, with(Damage::mediaSize, 0U));
+            addRow(title + ": media size too large", name, with(Damage::mediaSize, 0x7ffffff0U));
+            addRow(title + ": media size too small", name, with(Damage::mediaSize, 1000U));
+            addRow(title + ": first 40 bytes", name, with(Damage::zeroedHead, 40));
+            addRow(title + ": places 1234 too far", name, with(Damage::shiftedOffsets, 1234));
+            addRow(title + ": places 28 too near", name, with(Damage::shiftedOffsets, -28));
+            addRow(title + ": 5000 bytes before the media", name,
+                   with(Damage::insertedBeforeMedia, 5000));
+            // How long each picture lasted is then nowhere any more.
+            if (title.startsWith("variable"))
+                continue;
+            addRow(title + ": durations of 0", name, with(Damage::durations, 0U));
+            addRow(title + ": durations of thrice the length", name, with(Damage::durations, 3U));
+        }
+        for (const char *name : {"end.mp4", "slices.mp4", "sounds.mp4", "plain.mov"})
+            addRow(QByteArray(name) + ": first 512 bytes", name, with(Damage::zeroedHead, 512));
+    }
+
+    void mediaIsWhole()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        const Outcome outcome = repair(name, damage);
+        QVERIFY2(outcome.score.recall() > 0.99 && outcome.score.wrong == 0 &&
+                     outcome.score.misplaced == 0,
+                 textOf(outcome.score));
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+    }
+
+    void cutsLeaveWholePackets_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const char *name : {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+
+    void cutsLeaveWholePackets()
+    {
+        QFETCH(QString, name);
+        constexpr int points = 20;
+        for (int i = 1; i < points; ++i) {
+            const double part = i / static_cast<double>(points);
+            const Outcome outcome =
+                repair(name, [part](const QByteArray &b) { return Damage::cutAt(b, part); });
+            QVERIFY2(outcome.score.isPerfect(),
+                     QByteArray::number(part) + ": " + textOf(outcome.score));
+        }
+    }
+
+    void aLostFragmentHeaderCostsItsFragment_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::addColumn<int>("bytes");
+        for (const int number : {0, 1, 2, 3, 4}) {
+            QTest::addRow("fragment %d", number) << number << -1;
+            QTest::addRow("fragment %d, its first 8 bytes", number) << number << 8;
+            QTest::addRow("fragment %d, its first 24 bytes", number) << number << 24;
+        }
+    }
+
+    void aLostFragmentHeaderCostsItsFragment()
+    {
+        QFETCH(int, number);
+        QFETCH(int, bytes);
+        const Outcome outcome =
+            repair(QStringLiteral("fragments.mp4"), [&](const QByteArray &original) {
+                return Damage::lostFragmentHeader(original, number, bytes);
+            });
+        QCOMPARE(outcome.score.wrong, 0);
+        QCOMPARE(outcome.score.misplaced, 0);
+        QVERIFY2(outcome.score.mistimed == 0, textOf(outcome.score));
+        // With its inner headers, a fragment is told from them.
+        const double least = bytes < 0 ? 0.74 : 1.0;
+        QVERIFY2(outcome.score.recall() >= least, textOf(outcome.score));
+    }
+
+    void completeTracksOfACutIndex()
+    {
+        for (const double part : {0.2, 0.5, 0.8}) {
+            const DamageFunction cutIndex = [part](const QByteArray &bytes) {
+                return Damage::cutIndex(bytes, part);
+            };
+            const Outcome outcome = repair(QStringLiteral("sounds.mp4"), cutIndex);
+            QCOMPARE(outcome.score.wrong, 0);
+            QCOMPARE(outcome.score.misplaced, 0);
+            QVERIFY2(outcome.score.mistimed == 0, textOf(outcome.score));
+            QVERIFY(!outcome.output.streams.empty());
+            // A track is there whole, or, the one that the cut goes through, its beginning.
+            std::size_t partly = 0;
+            for (std::size_t i = 0; i < outcome.output.streams.size(); ++i) {
+                if (outcome.output.streams[i].packets.size() <
+                    outcome.original.streams[i].packets.size())
+                    ++partly;
+            }
+            QVERIFY(partly <= 1);
+            QVERIFY(outcome.output.streams.size() < outcome.original.streams.size() || partly > 0);
+        }
+    }
+
+    void nothingRecoverableLeavesNoOutput()
+    {
+        const auto withoutIndex = [](const QByteArray &bytes) { return Damage::cutAt(bytes, 0.6); };
+        QCOMPARE(failureOf(QStringLiteral("end.mp4"), withoutIndex),
+                 std::optional(ErrorCode::NotRecognised));
+        QVERIFY(!QFileInfo::exists(outputPath));
+        const auto withoutMedia = [](const QByteArray &bytes) {
+            DamagedFile file(bytes);
+            file.zero(48, bytes.indexOf("moov") - 52);
+            return file;
+        };
+        QCOMPARE(failureOf(QStringLiteral("end.mp4"), withoutMedia),
+                 std::optional(ErrorCode::NothingReadable));
+        QVERIFY(!QFileInfo::exists(outputPath));
+    }
+
+    void zeroedBlocksCostThePacketsThatTheyTouch()
+    {
+        const Outcome outcome = repair(QStringLiteral("front.mp4"), [](const QByteArray &bytes) {
+            return Damage::zeroedBlocks(bytes, 5, 65536, 3);
+        });
+        QVERIFY2(outcome.score.recall() == 1, textOf(outcome.score));
+        QVERIFY2(outcome.score.mistimed == 0, textOf(outcome.score));
+        // What lies in a packet only by a few bytes cannot be told.
+        QVERIFY2(outcome.score.wrong <= 4, textOf(outcome.score));
+        QVERIFY(outcome.report.lost() > 0);
+        const TrackReport &video = outcome.report.tracks[0];
+        QVERIFY(!video.gaps.empty());
+        for (const Gap &gap : video.gaps)
+            QVERIFY(gap.from >= 0 && gap.to > gap.from && gap.to <= seconds + 0.1);
+        QCOMPARE(video.found, video.kept + video.lost());
+    }
+
+    void whatIsNotMediaIsKept()
+    {
+        const auto brokenSize = [](const QByteArray &bytes) {
+            return Damage::mediaSize(bytes, 0x7ffffff0U);
+        };
+        const auto show = [](const char *entries) {
+            return QStringList{QStringLiteral("-show_entries"), QString::fromLatin1(entries)};
+        };
+        for (const char *name : {"end.mp4", "plain.mov", "sounds.mp4"}) {
+            repair(QString::fromLatin1(name), brokenSize);
+            const QString master = makeMaster(masterNamed(QString::fromLatin1(name)),
+                                              QStringLiteral(VELLUMIX_CORPUS), seconds);
+            for (const QStringList &question :
+                 {show("format=format_name,duration:format_tags"),
+                  show("stream=codec_name,codec_tag_string,width,height,r_frame_rate,start_time,"
+                       "duration,nb_frames:stream_tags:stream_side_data")})
+                QCOMPARE(Footage::probe(outputPath, question), Footage::probe(master, question));
+        }
+    }
+
+private:
+    QTemporaryDir folder;
+    QString outputPath;
+};
+
+VELLUMIX_TEST_MAIN(QuickRepairTest)
+
+#include "tst_quick_repair.moc"
