@@ -2,8 +2,9 @@
 
 #include "engine/iso/IndexWriter.h"
 #include "engine/iso/TrackTiming.h"
-#include "engine/log/LogLine.h"
+#include "engine/recording/ForwardReader.h"
 #include "engine/recording/OutputFile.h"
+#include "engine/recording/PacketContent.h"
 #include "engine/recording/PacketOrder.h"
 
 #include <algorithm>
@@ -11,78 +12,15 @@
 namespace {
 
 constexpr std::uint64_t longMediaHeader = 16;
-constexpr std::size_t readWindow = 4U << 20U;
-
-// Coded pictures hold no three zero bytes in a row but at the end of a unit. Frames of sound may
-// be padded.
-constexpr std::size_t zerosInPicture = 32;
-constexpr std::size_t zerosInSound = 256;
-
-/** Bytes read in the order of the file, much at a time. */
-class ForwardReader
+PacketContent::Kind kindOf(const IsoTrack &track)
 {
-public:
-    explicit ForwardReader(const SourceFile &file) : source(file) {}
-
-    /** Shorter where the file ends. */
-    ByteView read(std::uint64_t offset, std::size_t size)
-    {
-        if (offset < start || offset + size > start + window.size()) {
-            window.resize(std::max(readWindow, size));
-            start = offset;
-            window.resize(source.read(offset, window.data(), window.size()));
-        }
-        const auto place = static_cast<std::size_t>(offset - start);
-        return ByteView(window).subspan(place, std::min(size, window.size() - place));
-    }
-
-private:
-    const SourceFile &source;
-    Bytes window;
-    std::uint64_t start = 0;
-};
-
-/** A run of at least `length` zeros stands in the bytes; runs just that long may be overlooked. */
-bool hasZeros(ByteView bytes, std::size_t length)
-{
-    const std::size_t step = length / 2;
-    for (std::size_t i = 0; i + length <= bytes.size(); i += step) {
-        // Most places are ruled out by their first byte.
-        if (bytes[i] == 0 && std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(i),
-                                         bytes.begin() + static_cast<std::ptrdiff_t>(i + step),
-                                         [](std::uint8_t byte) { return byte == 0; }))
-            return true;
-    }
-    return false;
-}
-
-bool isOverwritten(const IsoTrack &track, ByteView bytes)
-{
+    PacketContent::Kind kind = {.nalLengthSize = track.nalLengthSize, .isHevc = track.isHevc};
     if (track.nalLengthSize > 0)
-        return hasZeros(bytes, zerosInPicture);
-    if (track.isAac)
-        return hasZeros(bytes, std::min(bytes.size(), zerosInSound)) && bytes.size() > 8;
-    return false;
+        kind.impossibleZeros = PacketContent::zerosInPicture;
+    else if (track.isAac)
+        kind.impossibleZeros = PacketContent::zerosInSound;
+    return kind;
 }
-
-class Progress
-{
-public:
-    explicit Progress(std::uint64_t size) : total(size) {}
-
-    void at(std::uint64_t position)
-    {
-        constexpr std::uint64_t steps = 10;
-        const std::uint64_t step = total > 0 ? position * steps / total : 0;
-        if (step > last)
-            logLine(TarnLogInfo, "copied " + std::to_string(step * steps) + " %");
-        last = std::max(last, step);
-    }
-
-private:
-    std::uint64_t total;
-    std::uint64_t last = 0;
-};
 
 class MediaCopy
 {
@@ -91,8 +29,7 @@ public:
         : source(file),
           recording(target),
           output(toFile),
-          reader(file),
-          progress(file.size()),
+          reader(file, "copied"),
           expected(target.tracks.size())
     {
     }
@@ -117,10 +54,10 @@ private:
     {
         const IsoTrack &track = recording.tracks[index];
         const ByteView bytes = reader.read(packet.offset, packet.size);
-        progress.at(packet.offset);
         // An index that tells of the same bytes again and again could fill any disk.
         const bool isTooMuch = copied + packet.size > source.size();
-        if (bytes.size() < packet.size || isTooMuch || isOverwritten(track, bytes)) {
+        if (bytes.size() < packet.size || isTooMuch ||
+            PacketContent::isOverwritten(bytes, kindOf(track))) {
             packet.setLost(true);
             return;
         }
@@ -158,7 +95,6 @@ private:
     IsoRecording &recording;
     OutputFile &output;
     ForwardReader reader;
-    Progress progress;
     std::vector<ExpectedTrack> expected;
     std::vector<const Packet *> lastPlaces;
     std::uint64_t copied = 0;

@@ -1,5 +1,7 @@
 #include "engine/iso/OffsetShift.h"
 
+#include "engine/recording/PacketContent.h"
+
 #include <algorithm>
 #include <array>
 #include <set>
@@ -19,22 +21,8 @@ constexpr std::uint64_t searchReach = 64ULL << 20U;
 
 enum class Look { Unknown, Right, Wrong };
 
-bool isNalHeader(std::uint8_t byte, bool isHevc)
-{
-    constexpr unsigned hevcTypes = 48;
-    constexpr unsigned avcTypes = 24;
-    const unsigned forbidden = byte & 0x80U;
-    const unsigned type = isHevc ? byte >> 1U & 0x3fU : byte & 0x1fU;
-    return forbidden == 0 && type < (isHevc ? hevcTypes : avcTypes) && (isHevc || type > 0);
-}
-
-std::uint64_t lengthField(const std::uint8_t *bytes, unsigned width)
-{
-    std::uint64_t value = 0;
-    for (unsigned i = 0; i < width; ++i)
-        value = value << 8U | bytes[i];
-    return value;
-}
+using PacketContent::isNalHeader;
+using PacketContent::lengthField;
 
 /** The lengths of NAL units lead from the first byte of the packet exactly to its end. */
 bool isNalChain(const SourceFile &source, const IsoTrack &track, std::uint64_t offset,

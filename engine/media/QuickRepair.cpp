@@ -1,9 +1,12 @@
 #include "engine/media/QuickRepair.h"
 
 #include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
 #include "engine/log/LogLine.h"
+#include "engine/matroska/MatroskaReader.h"
+#include "engine/matroska/MatroskaWriter.h"
 #include "engine/media/AsideFile.h"
 #include "engine/media/MediaInput.h"
 #include "engine/media/MediaOutput.h"
@@ -11,6 +14,7 @@
 #include "engine/recording/SelfCheck.h"
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 
 namespace {
@@ -38,6 +42,15 @@ bool startsAsAnother(const SourceFile &source)
            first == mxf || first == flv || first == fourCc("OggS") ||
            (bytes[0] == sync && bytes[transportPacket] == sync) ||
            (bytes[4] == sync && bytes.size() > 196 && bytes[196] == sync);
+}
+
+bool hasSuffix(const SourceFile &source, std::initializer_list<const char *> suffixes)
+{
+    std::string suffix = utf8FromPath(pathFromUtf8(source.path()).extension());
+    for (char &c : suffix)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return std::any_of(suffixes.begin(), suffixes.end(),
+                       [&suffix](const char *one) { return suffix == one; });
 }
 
 TrackKind kindOf(const AVCodecParameters &parameters)
@@ -108,6 +121,12 @@ bool mayBeIso(const SourceFile &source)
     return looksLikeIso(source) || !startsAsAnother(source);
 }
 
+bool mayBeMatroska(const SourceFile &source)
+{
+    return looksLikeMatroska(source) ||
+           (hasSuffix(source, {".mkv", ".webm", ".mka"}) && !startsAsAnother(source));
+}
+
 RepairReport reportOf(const IsoRecording &recording)
 {
     RepairReport report = {.container = recording.isQuickTime ? "mov" : "mp4",
@@ -127,11 +146,24 @@ RepairReport reportOf(const IsoRecording &recording)
     return report;
 }
 
-RepairReport repairIso(const SourceFile &source, IsoRecording &recording,
-                       const std::string &outputPath)
+RepairReport reportOf(const MatroskaRecording &recording)
+{
+    RepairReport report = {.container = "matroska"};
+    for (const MatroskaTrack &track : recording.tracks)
+        report.tracks.push_back(reportOf(static_cast<const Track &>(track)));
+    if (std::any_of(recording.clusters.begin(), recording.clusters.end(),
+                    [](const MatroskaCluster &cluster) { return cluster.isTimeGuessed; }))
+        report.remarks.emplace_back("Some times are lost and were derived from their neighbours.");
+    return report;
+}
+
+/** Writes aside with a writer of our own, reads back and publishes. */
+template <typename Recording, typename Write>
+RepairReport writeAndCheck(const SourceFile &source, Recording &recording,
+                           const std::string &outputPath, Write write)
 {
     AsideFile aside(outputPath, source.path());
-    std::vector<ExpectedTrack> expected = writeIso(source, recording, aside.path());
+    std::vector<ExpectedTrack> expected = write(source, recording, aside.path());
     RepairReport report = reportOf(recording);
     if (report.kept() == 0)
         throw nothingReadable(source.path());
@@ -147,12 +179,15 @@ std::optional<RepairReport> repairOurselves(const std::string &damagedPath,
                                             const std::string &outputPath)
 try {
     const SourceFile source(damagedPath);
-    if (!mayBeIso(source))
-        return std::nullopt;
-    auto recording = readIso(source);
-    if (!recording)
-        return std::nullopt;
-    return repairIso(source, *recording, outputPath);
+    if (mayBeMatroska(source)) {
+        if (auto recording = readMatroska(source))
+            return writeAndCheck(source, *recording, outputPath, writeMatroska);
+    }
+    if (mayBeIso(source)) {
+        if (auto recording = readIso(source))
+            return writeAndCheck(source, *recording, outputPath, writeIso);
+    }
+    return std::nullopt;
 } catch (const EngineError &error) {
     if (error.code() != ErrorCode::OutputNotSound)
         throw;

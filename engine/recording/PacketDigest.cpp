@@ -51,7 +51,10 @@ void PacketDigest::addBytes(ByteView bytes)
 
 void PacketDigest::addPacket(std::int64_t time, std::uint64_t size)
 {
-    ++packetCount;
+    if (packetCount++ == 0)
+        firstTime = time;
+    time = static_cast<std::int64_t>(static_cast<std::uint64_t>(time) -
+                                     static_cast<std::uint64_t>(firstTime));
     times = mixed(times ^ mixed(static_cast<std::uint64_t>(time)) ^ size);
 }
 

@@ -21,7 +21,7 @@ public:
     PacketDigest &operator=(const PacketDigest &) = delete;
 
     void addBytes(ByteView bytes);
-    /** @param time when the packet is shown, in units of both files */
+    /** @param time when the packet is shown, in units of both files; counted from the first's */
     void addPacket(std::int64_t time, std::uint64_t size);
 
     std::uint64_t packets() const { return packetCount; }
@@ -34,5 +34,6 @@ private:
     AVMurMur3 *state;
     std::uint64_t packetCount = 0;
     std::uint64_t byteCount = 0;
+    std::int64_t firstTime = 0;
     std::uint64_t times = 0;
 };

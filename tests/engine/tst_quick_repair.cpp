@@ -126,7 +126,8 @@ private Q_SLOTS:
     void cutsLeaveWholePackets_data()
     {
         QTest::addColumn<QString>("name");
-        for (const char *name : {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov"})
+        for (const char *name :
+             {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov", "recorder.mkv"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
 
@@ -224,6 +225,30 @@ private Q_SLOTS:
         for (const Gap &gap : video.gaps)
             QVERIFY(gap.from >= 0 && gap.to > gap.from && gap.to <= seconds + 0.1);
         QCOMPARE(video.found, video.kept + video.lost());
+    }
+
+    void aDamagedClusterLosesWhatItTouched_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("size");
+        QTest::newRow("5 x 64 KiB") << 5 << 65536;
+        QTest::newRow("20 x 512") << 20 << 512;
+    }
+
+    void aDamagedClusterLosesWhatItTouched()
+    {
+        QFETCH(int, count);
+        QFETCH(int, size);
+        const Outcome outcome =
+            repair(QStringLiteral("recorder.mkv"), [&](const QByteArray &bytes) {
+                return Damage::zeroedBlocks(bytes, count, size, 3);
+            });
+        QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
+        QCOMPARE(outcome.score.misplaced, 0);
+        QVERIFY2(outcome.score.wrong <= 2, textOf(outcome.score));
+        QVERIFY(outcome.report.lost() > 0);
+        // Read by a reader of our own, not by FFmpeg's.
+        QCOMPARE(outcome.report.tracks[0].codec, std::string("V_MPEG4/ISO/AVC"));
     }
 
     void whatIsNotMediaIsKept()

@@ -1,0 +1,387 @@
+#include "engine/matroska/MatroskaReader.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace {
+
+constexpr std::uint64_t largestBlock = 256U << 20U;
+constexpr std::size_t searchWindow = 1U << 20U;
+// Header of an element and of the block in it.
+constexpr std::size_t searchOverlap = 32;
+
+constexpr std::array topIds = {MatroskaId::header,     MatroskaId::segment,  MatroskaId::seekHead,
+                               MatroskaId::info,       MatroskaId::tracks,   MatroskaId::cluster,
+                               MatroskaId::cues,       MatroskaId::chapters, MatroskaId::tags,
+                               MatroskaId::attachments};
+
+constexpr std::array clusterIds = {MatroskaId::clusterTime,  MatroskaId::clusterPosition,
+                                   MatroskaId::previousSize, MatroskaId::simpleBlock,
+                                   MatroskaId::blockGroup,   MatroskaId::filler,
+                                   MatroskaId::checksum};
+
+template <std::size_t Size>
+bool contains(const std::array<std::uint32_t, Size> &ids, std::uint32_t id)
+{
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+std::string textOf(const SourceFile &source, const Element &element)
+{
+    constexpr std::uint64_t longest = 64;
+    const ByteView bytes = source.view(
+        element.body(), static_cast<std::size_t>(std::min(element.bodySize(), longest)));
+    std::string text(bytes.begin(), bytes.end());
+    return text.substr(0, text.find('\0'));
+}
+
+/** What a track's packets look like, by the name of its codec and its private data. */
+void setContent(const SourceFile &source, const std::vector<Element> &fields, MatroskaTrack &track)
+{
+    const bool isAvc = track.codec == "V_MPEG4/ISO/AVC";
+    const bool isHevc = track.codec == "V_MPEGH/ISO/HEVC";
+    const auto data = findElement(fields, MatroskaId::codecPrivate);
+    if ((isAvc || isHevc) && data) {
+        const std::uint64_t place = isAvc ? 4 : 21;
+        const ByteView byte = source.view(data->body() + place, 1);
+        track.content = {.nalLengthSize = byte.empty() ? 4 : (byte[0] & 3U) + 1,
+                         .isHevc = isHevc,
+                         .impossibleZeros = PacketContent::zerosInPicture};
+    } else if (track.codec.starts_with("A_AAC")) {
+        track.content.impossibleZeros = PacketContent::zerosInSound;
+    }
+    const bool isEncoded = findElement(fields, MatroskaId::contentEncodings).has_value();
+    track.isVerbatim =
+        !isEncoded && (isAvc || isHevc || track.codec.starts_with("A_AAC") ||
+                       track.codec.starts_with("A_PCM") || track.codec == "A_OPUS" ||
+                       track.codec == "A_AC3" || track.codec == "V_VP8" || track.codec == "V_VP9");
+    if (isEncoded)
+        track.content = {};
+}
+
+std::vector<MatroskaTrack> readTracks(const SourceFile &source, const Element &element,
+                                      std::uint64_t timestampScale)
+{
+    constexpr std::int64_t nanosecondsPerSecond = 1000000000;
+    constexpr std::uint64_t videoType = 1;
+    constexpr std::uint64_t audioType = 2;
+    std::vector<MatroskaTrack> tracks;
+    for (const Element &entry : childrenOf(source, element)) {
+        const auto fields = childrenOf(source, entry);
+        const auto number = findElement(fields, MatroskaId::trackNumber);
+        if (entry.id != MatroskaId::trackEntry || entry.isCut || !number)
+            continue;
+        MatroskaTrack track;
+        track.number = numberOf(source, *number);
+        track.timescale = std::max<std::int64_t>(
+            nanosecondsPerSecond / static_cast<std::int64_t>(timestampScale), 1);
+        if (const auto type = findElement(fields, MatroskaId::trackType)) {
+            const std::uint64_t value = numberOf(source, *type);
+            track.kind = value == videoType   ? TrackKind::Video
+                         : value == audioType ? TrackKind::Audio
+                                              : TrackKind::Other;
+        }
+        if (const auto codec = findElement(fields, MatroskaId::codecId))
+            track.codec = textOf(source, *codec);
+        if (const auto length = findElement(fields, MatroskaId::defaultDuration))
+            track.lastDuration =
+                static_cast<std::int64_t>(numberOf(source, *length) / timestampScale);
+        setContent(source, fields, track);
+        tracks.push_back(std::move(track));
+    }
+    return tracks;
+}
+
+/** The fixed part of a block. */
+struct BlockHeader
+{
+    std::uint64_t track = 0;
+    std::int16_t time = 0;
+    bool isKey = false;
+    bool hasLacing = false;
+    /** Where its frames begin. */
+    std::uint64_t frames = 0;
+};
+
+std::optional<BlockHeader> readBlockHeader(const SourceFile &source, const Element &block)
+{
+    constexpr std::size_t fixedPart = 3;
+    constexpr unsigned unusedFlags = 0x70;
+    const ByteView bytes = source.view(
+        block.body(), static_cast<std::size_t>(std::min<std::uint64_t>(block.bodySize(), 12)));
+    BlockHeader header;
+    const unsigned length = readVariable(bytes, header.track);
+    if (length == 0 || bytes.size() < length + fixedPart)
+        return std::nullopt;
+    header.time = static_cast<std::int16_t>(be16(&bytes[length]));
+    const unsigned flags = bytes[length + 2];
+    if ((flags & unusedFlags) != 0)
+        return std::nullopt;
+    header.isKey = (flags & 0x80U) != 0;
+    header.hasLacing = (flags & 0x06U) != 0;
+    header.frames = block.body() + length + fixedPart;
+    return header;
+}
+
+class Walk
+{
+public:
+    explicit Walk(const SourceFile &file) : source(file) {}
+
+    MatroskaRecording run()
+    {
+        std::uint64_t position = 0;
+        while (position < source.size()) {
+            const auto element = readElement(source, position, source.size());
+            const std::uint64_t next = element ? take(*element) : 0;
+            position = next > position ? next : resume(position + 1);
+        }
+        guessTimes();
+        return std::move(recording);
+    }
+
+private:
+    /** Returns where to go on; 0 when this is no element of such a file. */
+    std::uint64_t take(const Element &element)
+    {
+        switch (element.id) {
+        case MatroskaId::segment:
+            return element.body();
+        case MatroskaId::cluster:
+            recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
+            clusterEnd = element.isOpen || element.isCut ? source.size() : element.end;
+            return element.body();
+        case MatroskaId::clusterTime:
+            return takeClusterTime(element);
+        case MatroskaId::simpleBlock:
+        case MatroskaId::blockGroup:
+            return takeBlock(element);
+        case MatroskaId::header:
+        case MatroskaId::info:
+        case MatroskaId::tracks:
+        case MatroskaId::chapters:
+        case MatroskaId::tags:
+        case MatroskaId::attachments:
+            return takeDescription(element);
+        case MatroskaId::seekHead:
+        case MatroskaId::cues:
+        case MatroskaId::filler:
+        case MatroskaId::checksum:
+        case MatroskaId::clusterPosition:
+        case MatroskaId::previousSize:
+            return element.isCut || element.isOpen || !leadsOn(element.end) ? 0 : element.end;
+        default:
+            return 0;
+        }
+    }
+
+    /** The file ends there, or goes on with an element that it may have. */
+    bool leadsOn(std::uint64_t position) const
+    {
+        if (position == source.size())
+            return true;
+        const auto element = readElement(source, position, source.size());
+        return element && (contains(topIds, element->id) || contains(clusterIds, element->id));
+    }
+
+    std::uint64_t takeClusterTime(const Element &element)
+    {
+        if (element.bodySize() > 8 || element.isCut || recording.clusters.empty())
+            return 0;
+        MatroskaCluster &cluster = recording.clusters.back();
+        cluster.time = static_cast<std::int64_t>(numberOf(source, element) & ~(1ULL << 63U));
+        cluster.isTimeGuessed = false;
+        return element.end;
+    }
+
+    std::uint64_t takeDescription(const Element &element)
+    {
+        if (element.isCut || element.isOpen || !leadsOn(element.end))
+            return 0;
+        const auto children = childrenOf(source, element);
+        // One that does not fill itself with its children has been overwritten.
+        if (children.empty() || children.back().end != element.end || children.back().isCut)
+            return element.end;
+        if (element.id == MatroskaId::header && !recording.header) {
+            recording.header = element;
+        } else if (element.id == MatroskaId::info && !recording.info) {
+            recording.info = element;
+            if (const auto scale = findElement(children, MatroskaId::timestampScale))
+                recording.timestampScale =
+                    std::clamp<std::uint64_t>(numberOf(source, *scale), 1, 1000000000);
+        } else if (element.id == MatroskaId::tracks && !recording.tracksElement) {
+            recording.tracksElement = element;
+            recording.tracks = readTracks(source, element, recording.timestampScale);
+        } else if (element.id == MatroskaId::chapters || element.id == MatroskaId::tags ||
+                   element.id == MatroskaId::attachments) {
+            recording.others.push_back(element);
+        }
+        return element.end;
+    }
+
+    MatroskaTrack *trackOf(std::uint64_t number)
+    {
+        const auto found =
+            std::find_if(recording.tracks.begin(), recording.tracks.end(),
+                         [number](const MatroskaTrack &track) { return track.number == number; });
+        return found != recording.tracks.end() ? &*found : nullptr;
+    }
+
+    struct FoundBlock
+    {
+        MatroskaTrack *track;
+        BlockHeader header;
+    };
+
+    /** The element is a block of a known track, by all that can be told from its headers. */
+    std::optional<FoundBlock> blockIn(const Element &element)
+    {
+        if (element.isOpen || element.isCut || element.size() > largestBlock)
+            return std::nullopt;
+        Element block = element;
+        bool isKey = false;
+        if (element.id == MatroskaId::blockGroup) {
+            const auto children = childrenOf(source, element);
+            const auto inner = findElement(children, MatroskaId::block);
+            if (!inner || inner->isCut || children.back().end != element.end)
+                return std::nullopt;
+            block = *inner;
+            isKey = !findElement(children, MatroskaId::reference);
+        }
+        auto header = readBlockHeader(source, block);
+        MatroskaTrack *track = header ? trackOf(header->track) : nullptr;
+        if (track == nullptr || header->frames > block.end)
+            return std::nullopt;
+        header->isKey = header->isKey || isKey;
+        return FoundBlock{track, *header};
+    }
+
+    std::uint64_t takeBlock(const Element &element)
+    {
+        const auto found = blockIn(element);
+        if (!found)
+            return 0;
+        // Behind the end of the last cluster, this one's header is lost.
+        if (recording.clusters.empty() || element.offset >= clusterEnd) {
+            recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
+            clusterEnd = source.size();
+        }
+        MatroskaTrack &track = *found->track;
+        // Where the next one is not in its place, the size may be wrong.
+        if (!leadsOn(element.end) && element.size() > 2 * largestSeen(track))
+            return 0;
+        Packet packet = {.time = found->header.time,
+                         .size = static_cast<std::uint32_t>(element.size())};
+        packet.setOffset(element.offset);
+        packet.setKey(found->header.isKey);
+        track.hasLacing = track.hasLacing || found->header.hasLacing;
+        track.packets.push_back(packet);
+        clusterOfPacket.push_back({static_cast<std::uint32_t>(recording.clusters.size() - 1),
+                                   static_cast<std::uint32_t>(&track - recording.tracks.data())});
+        seen(track) = std::max(seen(track), element.size());
+        return element.end;
+    }
+
+    std::uint64_t &seen(const MatroskaTrack &track)
+    {
+        largestBlocks.resize(recording.tracks.size());
+        return largestBlocks[static_cast<std::size_t>(&track - recording.tracks.data())];
+    }
+    std::uint64_t largestSeen(const MatroskaTrack &track) { return seen(track); }
+
+    /** The next cluster, or the next block that others follow. */
+    std::uint64_t resume(std::uint64_t from)
+    {
+        Bytes window(searchWindow + searchOverlap);
+        for (std::uint64_t start = from; start < source.size(); start += searchWindow) {
+            const std::size_t size = source.read(start, window.data(), window.size());
+            for (std::size_t i = 0; i < size && i < searchWindow; ++i) {
+                if (mayBegin(window[i]) && isTrustworthy(start + i))
+                    return start + i;
+            }
+        }
+        return source.size();
+    }
+
+    static bool mayBegin(std::uint8_t byte)
+    {
+        return (byte >= 0x10 && byte <= 0x1f) || byte == MatroskaId::simpleBlock ||
+               byte == MatroskaId::blockGroup;
+    }
+
+    bool isTrustworthy(std::uint64_t position)
+    {
+        constexpr int blocksToFollow = 2;
+        std::uint64_t next = position;
+        for (int i = 0; i <= blocksToFollow; ++i) {
+            const auto element = readElement(source, next, source.size());
+            if (!element)
+                return i > 0 && next == source.size();
+            if (contains(topIds, element->id)) {
+                // What follows such an element's header belongs to it.
+                const bool hasInside =
+                    element->id == MatroskaId::cluster || element->id == MatroskaId::segment;
+                return leadsOn(hasInside ? element->body() : element->end);
+            }
+            const bool isBlock =
+                element->id == MatroskaId::simpleBlock || element->id == MatroskaId::blockGroup;
+            if ((isBlock && !blockIn(*element)) || (!isBlock && i == 0) ||
+                !contains(clusterIds, element->id))
+                return false;
+            next = element->end;
+        }
+        return true;
+    }
+
+    /**
+     * Blocks count from their cluster's time. Where that is lost, the first of its blocks follows
+     * on the last one of the same track before it.
+     */
+    void guessTimes()
+    {
+        std::vector<std::size_t> nextOfTrack(recording.tracks.size());
+        std::vector<std::int64_t> latest(recording.tracks.size(), 0);
+        for (const auto &[clusterIndex, trackIndex] : clusterOfPacket) {
+            MatroskaTrack &track = recording.tracks[trackIndex];
+            Packet &packet = track.packets[nextOfTrack[trackIndex]++];
+            MatroskaCluster &cluster = recording.clusters[clusterIndex];
+            if (cluster.isTimeGuessed && cluster.time == 0) {
+                const std::int64_t step = std::max<std::int64_t>(track.lastDuration, 1);
+                cluster.time = std::max<std::int64_t>(latest[trackIndex] + step - packet.time, 0);
+            }
+            packet.time += cluster.time;
+            latest[trackIndex] = std::max(latest[trackIndex], packet.time);
+        }
+    }
+
+    struct Belonging
+    {
+        std::uint32_t cluster;
+        std::uint32_t track;
+    };
+
+    const SourceFile &source;
+    MatroskaRecording recording;
+    std::uint64_t clusterEnd = 0;
+    /** Of all blocks, in the order of the file. */
+    std::vector<Belonging> clusterOfPacket;
+    std::vector<std::uint64_t> largestBlocks;
+};
+
+} // namespace
+
+bool looksLikeMatroska(const SourceFile &source)
+{
+    const ByteView bytes = source.view(0, 4);
+    return bytes.size() == 4 && be32(bytes.data()) == MatroskaId::header;
+}
+
+std::optional<MatroskaRecording> readMatroska(const SourceFile &source)
+{
+    MatroskaRecording recording = Walk(source).run();
+    const bool hasPackets =
+        std::any_of(recording.tracks.begin(), recording.tracks.end(),
+                    [](const MatroskaTrack &track) { return !track.packets.empty(); });
+    return hasPackets ? std::optional(std::move(recording)) : std::nullopt;
+}

@@ -1,0 +1,287 @@
+#include "engine/matroska/MatroskaWriter.h"
+
+#include "engine/recording/ForwardReader.h"
+#include "engine/recording/OutputFile.h"
+#include "engine/recording/PacketOrder.h"
+
+#include <algorithm>
+#include <bit>
+#include <map>
+
+namespace {
+
+// Room for the list of the parts' places, which are known at the end.
+constexpr std::size_t seekHeadRoom = 256;
+
+/** Where the frames of a block begin and end in its element. */
+struct Frames
+{
+    std::size_t from = 0;
+    std::size_t to = 0;
+};
+
+/** Length of the header that stands before an element's body; 0 when there is none. */
+std::size_t headerLength(ByteView bytes)
+{
+    if (bytes.empty())
+        return 0;
+    const auto idLength = static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
+    std::uint64_t size = 0;
+    if (idLength >= bytes.size())
+        return 0;
+    const unsigned sizeLength = readVariable(bytes.subspan(idLength), size);
+    return sizeLength == 0 ? 0 : idLength + sizeLength;
+}
+
+Frames framesOf(ByteView element)
+{
+    Frames frames = {.to = element.size()};
+    std::size_t position = headerLength(element);
+    // A group holds its block among other things.
+    if (element[0] == MatroskaId::blockGroup) {
+        while (position < element.size()) {
+            const std::size_t header = headerLength(element.subspan(position));
+            std::uint64_t size = 0;
+            if (header == 0 || readVariable(element.subspan(position + 1), size) == 0)
+                return {};
+            const bool isBlock = element[position] == MatroskaId::block;
+            position += header;
+            if (isBlock) {
+                frames.to = position + static_cast<std::size_t>(size);
+                break;
+            }
+            position += static_cast<std::size_t>(size);
+        }
+    }
+    std::uint64_t track = 0;
+    const unsigned length =
+        position < element.size() ? readVariable(element.subspan(position), track) : 0;
+    constexpr std::size_t fixedPart = 3;
+    frames.from = position + length + fixedPart;
+    return length > 0 && frames.from <= frames.to && frames.to <= element.size() ? frames
+                                                                                 : Frames();
+}
+
+class Writer
+{
+public:
+    Writer(const SourceFile &file, MatroskaRecording &target, const std::string &path)
+        : source(file),
+          recording(target),
+          output(path),
+          reader(file, "copied"),
+          expected(target.tracks.size())
+    {
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const MatroskaTrack &track = target.tracks[i];
+            expected[i].comparesBytes = track.isVerbatim && !track.hasLacing;
+            expected[i].comparesPackets = !track.hasLacing;
+        }
+    }
+
+    std::vector<ExpectedTrack> run()
+    {
+        writeHeader();
+        copy(MatroskaId::tracks, *recording.tracksElement);
+        for (const Element &element : recording.others)
+            copy(element.id, element);
+        writeClusters();
+        writeCues();
+        finish();
+        return std::move(expected);
+    }
+
+private:
+    void writeHeader()
+    {
+        Bytes bytes;
+        if (recording.header)
+            bytes = source.copy(recording.header->offset, recording.header->size());
+        else
+            appendElement(bytes, MatroskaId::header, documentType());
+        segmentStart = bytes.size();
+        appendLongElementHeader(bytes, MatroskaId::segment, 0);
+        segmentBody = bytes.size();
+        bytes.resize(bytes.size() + seekHeadRoom);
+        output.write(bytes);
+        places[MatroskaId::info] = output.position() - segmentBody;
+        infoStart = output.position();
+        output.write(makeInfo(0));
+    }
+
+    static Bytes documentType()
+    {
+        constexpr std::uint32_t type = 0x4282;
+        constexpr std::uint32_t typeVersion = 0x4287;
+        constexpr std::uint32_t typeReadVersion = 0x4285;
+        constexpr std::uint8_t name[] = {'m', 'a', 't', 'r', 'o', 's', 'k', 'a'};
+        Bytes body;
+        appendElement(body, type, name);
+        appendNumber(body, typeVersion, 4);
+        appendNumber(body, typeReadVersion, 2);
+        return body;
+    }
+
+    /** The same at any duration in length. */
+    Bytes makeInfo(double duration) const
+    {
+        Bytes body;
+        Bytes number;
+        appendBe(number, std::bit_cast<std::uint64_t>(duration), 8);
+        appendElement(body, MatroskaId::duration, number);
+        if (!recording.info)
+            appendNumber(body, MatroskaId::timestampScale, recording.timestampScale);
+        else
+            for (const Element &field : childrenOf(source, *recording.info)) {
+                if (field.id != MatroskaId::duration && field.id != MatroskaId::filler &&
+                    field.id != MatroskaId::checksum)
+                    appendBytes(body, source.copy(field.offset, field.size()));
+            }
+        Bytes info;
+        appendElement(info, MatroskaId::info, body);
+        return info;
+    }
+
+    void copy(std::uint32_t id, const Element &element)
+    {
+        places.try_emplace(id, output.position() - segmentBody);
+        output.write(source.copy(element.offset, element.size()));
+    }
+
+    void writeClusters()
+    {
+        std::vector<Track *> tracks;
+        for (MatroskaTrack &track : recording.tracks)
+            tracks.push_back(&track);
+        PacketOrder order(tracks);
+        std::size_t next = 0;
+        for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
+            while (next < recording.clusters.size() &&
+                   recording.clusters[next].offset <= entry.packet->offset) {
+                pending = recording.clusters[next++];
+                hasPending = true;
+            }
+            writeBlock(entry.track, *entry.packet);
+        }
+        closeCluster();
+    }
+
+    void writeBlock(std::size_t index, Packet &packet)
+    {
+        MatroskaTrack &track = recording.tracks[index];
+        const ByteView element = reader.read(packet.offset, packet.size);
+        const Frames frames = element.size() == packet.size ? framesOf(element) : Frames();
+        const ByteView content = element.subspan(frames.from, frames.to - frames.from);
+        if (frames.to == 0 || PacketContent::isOverwritten(content, track.content)) {
+            packet.setLost(true);
+            return;
+        }
+        if (hasPending) {
+            closeCluster();
+            openCluster();
+        }
+        expected[index].digest.addBytes(expected[index].comparesBytes ? content : ByteView());
+        expected[index].digest.addPacket(packet.time, content.size());
+        if (track.kind == TrackKind::Video && packet.isKey != 0 && !hasCue)
+            addCue(track, packet);
+        output.write(element);
+        const std::int64_t duration = std::max<std::int64_t>(track.lastDuration, 0);
+        end = std::max(end, packet.time + duration);
+    }
+
+    void openCluster()
+    {
+        hasPending = false;
+        hasCue = false;
+        clusterStart = output.position();
+        Bytes bytes;
+        appendLongElementHeader(bytes, MatroskaId::cluster, 0);
+        clusterBody = clusterStart + bytes.size();
+        appendNumber(bytes, MatroskaId::clusterTime, static_cast<std::uint64_t>(pending.time));
+        output.write(bytes);
+    }
+
+    void closeCluster()
+    {
+        if (clusterStart == 0)
+            return;
+        Bytes bytes;
+        appendLongElementHeader(bytes, MatroskaId::cluster, output.position() - clusterBody);
+        output.patch(clusterStart, bytes);
+        clusterStart = 0;
+    }
+
+    void addCue(const MatroskaTrack &track, const Packet &packet)
+    {
+        hasCue = true;
+        Bytes position;
+        appendNumber(position, MatroskaId::cueTrack, track.number);
+        appendNumber(position, MatroskaId::cueCluster, clusterStart - segmentBody);
+        Bytes point;
+        appendNumber(point, MatroskaId::cueTime, static_cast<std::uint64_t>(packet.time));
+        appendElement(point, MatroskaId::cuePositions, position);
+        appendElement(cues, MatroskaId::cuePoint, point);
+    }
+
+    void writeCues()
+    {
+        if (cues.empty())
+            return;
+        places[MatroskaId::cues] = output.position() - segmentBody;
+        Bytes bytes;
+        appendElement(bytes, MatroskaId::cues, cues);
+        output.write(bytes);
+    }
+
+    void finish()
+    {
+        Bytes segment;
+        appendLongElementHeader(segment, MatroskaId::segment, output.position() - segmentBody);
+        output.patch(segmentStart, segment);
+        output.patch(infoStart, makeInfo(static_cast<double>(end)));
+        Bytes seeks;
+        for (const auto &[id, place] : places) {
+            Bytes seek;
+            Bytes name;
+            appendBe(name, id, 4);
+            appendElement(seek, MatroskaId::seekId, name);
+            appendNumber(seek, MatroskaId::seekPosition, place);
+            appendElement(seeks, MatroskaId::seek, seek);
+        }
+        Bytes head;
+        appendElement(head, MatroskaId::seekHead, seeks);
+        constexpr std::size_t longHeader = 9;
+        Bytes filler(seekHeadRoom - head.size() - longHeader);
+        appendLongElementHeader(head, MatroskaId::filler, filler.size());
+        appendBytes(head, filler);
+        output.patch(segmentBody, head);
+        output.close();
+    }
+
+    const SourceFile &source;
+    MatroskaRecording &recording;
+    OutputFile output;
+    ForwardReader reader;
+    std::vector<ExpectedTrack> expected;
+    /** Of the parts, counted from the segment's body. */
+    std::map<std::uint32_t, std::uint64_t> places;
+    std::uint64_t segmentStart = 0;
+    std::uint64_t segmentBody = 0;
+    std::uint64_t infoStart = 0;
+    std::uint64_t clusterStart = 0;
+    std::uint64_t clusterBody = 0;
+    MatroskaCluster pending;
+    bool hasPending = false;
+    bool hasCue = false;
+    Bytes cues;
+    /** When the last of all ends. */
+    std::int64_t end = 0;
+};
+
+} // namespace
+
+std::vector<ExpectedTrack> writeMatroska(const SourceFile &source, MatroskaRecording &recording,
+                                         const std::string &path)
+{
+    return Writer(source, recording, path).run();
+}

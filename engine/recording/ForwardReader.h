@@ -1,0 +1,21 @@
+#pragma once
+
+#include "engine/recording/SourceFile.h"
+
+/** Reads a file in its order, much at a time, and tells the log how far it has come. */
+class ForwardReader
+{
+public:
+    /** @param what is done, for the log: "copied" */
+    ForwardReader(const SourceFile &file, const char *what);
+
+    /** The `size` bytes at `offset`; fewer where the file ends. Good until the next call. */
+    ByteView read(std::uint64_t offset, std::size_t size);
+
+private:
+    const SourceFile &source;
+    const char *activity;
+    Bytes window;
+    std::uint64_t start = 0;
+    std::uint64_t lastStep = 0;
+};

@@ -1,0 +1,58 @@
+#include "engine/recording/PacketContent.h"
+
+#include <algorithm>
+
+namespace {
+
+/** Finds every run of `length` zeros; may take one of half that length for it. */
+bool hasZeros(ByteView bytes, std::size_t length)
+{
+    const std::size_t step = std::max<std::size_t>(length / 2, 1);
+    for (std::size_t i = 0; i + step <= bytes.size(); i += step) {
+        // Most places are ruled out by their first byte.
+        const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(i);
+        if (*begin == 0 && std::all_of(begin, begin + static_cast<std::ptrdiff_t>(step),
+                                       [](std::uint8_t byte) { return byte == 0; }))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool PacketContent::isNalHeader(std::uint8_t byte, bool isHevc)
+{
+    constexpr unsigned hevcTypes = 48;
+    constexpr unsigned avcTypes = 24;
+    const unsigned forbidden = byte & 0x80U;
+    const unsigned type = isHevc ? byte >> 1U & 0x3fU : byte & 0x1fU;
+    return forbidden == 0 && type < (isHevc ? hevcTypes : avcTypes) && (isHevc || type > 0);
+}
+
+std::uint64_t PacketContent::lengthField(const std::uint8_t *bytes, unsigned width)
+{
+    std::uint64_t value = 0;
+    for (unsigned i = 0; i < width; ++i)
+        value = value << 8U | bytes[i];
+    return value;
+}
+
+bool PacketContent::isNalChain(ByteView packet, unsigned lengthSize, bool isHevc)
+{
+    while (packet.size() > lengthSize) {
+        const std::uint64_t length = lengthField(packet.data(), lengthSize);
+        if (length == 0 || length > packet.size() - lengthSize ||
+            !isNalHeader(packet[lengthSize], isHevc))
+            return false;
+        packet = packet.subspan(lengthSize + static_cast<std::size_t>(length));
+    }
+    return packet.empty();
+}
+
+bool PacketContent::isOverwritten(ByteView packet, const Kind &kind)
+{
+    constexpr std::size_t leastToJudge = 8;
+    if (packet.size() < leastToJudge || kind.impossibleZeros == 0)
+        return false;
+    return hasZeros(packet, std::min(packet.size(), kind.impossibleZeros));
+}
