@@ -31,6 +31,16 @@ struct SwsDeleter
     void operator()(SwsContext *context) const { sws_freeContext(context); }
 };
 
+struct IoDeleter
+{
+    void operator()(AVIOContext *context) const
+    {
+        av_freep(&context->buffer);
+        avio_context_free(&context);
+    }
+};
+
+using IoPtr = std::unique_ptr<AVIOContext, IoDeleter>;
 using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -34,24 +35,77 @@ bool hasIndex(const AVFormatContext &input)
     return std::string_view(input.iformat->name).starts_with("mov,");
 }
 
+int readPieces(void *opaque, std::uint8_t *target, int size)
+{
+    auto &reading = *static_cast<PiecesPlace *>(opaque);
+    const std::size_t got =
+        reading.file->read(reading.position, target, static_cast<std::size_t>(size));
+    reading.position += got;
+    return got > 0 ? static_cast<int>(got) : AVERROR_EOF;
+}
+
+std::int64_t seekPieces(void *opaque, std::int64_t offset, int whence)
+{
+    auto &reading = *static_cast<PiecesPlace *>(opaque);
+    const auto size = static_cast<std::int64_t>(reading.file->size());
+    if ((whence & AVSEEK_SIZE) != 0)
+        return size;
+    const std::int64_t from = whence == SEEK_CUR   ? static_cast<std::int64_t>(reading.position)
+                              : whence == SEEK_END ? size
+                                                   : 0;
+    if (from + offset < 0)
+        return AVERROR(EINVAL);
+    reading.position = static_cast<std::uint64_t>(from + offset);
+    return from + offset;
+}
+
 } // namespace
 
 MediaInput::MediaInput(const std::string &path)
 {
     requireReadable(path);
+    open(nullptr, Ffmpeg::fileUrl(path), path);
+}
+
+MediaInput::MediaInput(std::unique_ptr<PiecedFile> file)
+    : pieced(std::move(file)), place(std::make_unique<PiecesPlace>())
+{
+    constexpr int bufferSize = 64 * 1024;
+    place->file = pieced.get();
+    auto *buffer = static_cast<unsigned char *>(av_malloc(bufferSize));
+    if (buffer == nullptr)
+        throw std::bad_alloc();
+    reading.reset(
+        avio_alloc_context(buffer, bufferSize, 0, place.get(), readPieces, nullptr, seekPieces));
+    AVFormatContext *context = avformat_alloc_context();
+    if (!reading || context == nullptr)
+        throw std::bad_alloc();
+    context->pb = reading.get();
+    open(context, pieced->damaged().path(), pieced->damaged().path());
+}
+
+void MediaInput::open(AVFormatContext *context, const std::string &url, const std::string &path)
+{
     AVDictionary *options = nullptr;
     av_dict_set(&options, "format_whitelist", containers, 0);
     av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext *opened = nullptr;
-    const int result =
-        avformat_open_input(&opened, Ffmpeg::fileUrl(path).c_str(), nullptr, &options);
+    const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
     av_dict_free(&options);
     if (result < 0)
         throw EngineError(ErrorCode::NotRecognised, "The file cannot be read as a video (" +
                                                         Ffmpeg::errorText(result) + "): " + path);
-    input.reset(opened);
+    input.reset(context);
     // What it cannot find out stays unknown; the packets may be readable all the same.
-    avformat_find_stream_info(opened, nullptr);
+    avformat_find_stream_info(context, nullptr);
+}
+
+int MediaInput::transportPacketSize() const
+{
+    std::int64_t size = 0;
+    // Only readers with a class of options may be asked for one.
+    if (input->iformat->priv_class != nullptr)
+        av_opt_get_int(input->priv_data, "ts_packetsize", 0, &size);
+    return static_cast<int>(size);
 }
 
 bool MediaInput::read(AVPacket &packet)

@@ -1,8 +1,17 @@
 #pragma once
 
 #include "engine/media/Ffmpeg.h"
+#include "engine/recording/PiecedFile.h"
 
+#include <memory>
 #include <string>
+
+/** A mended file, and how far FFmpeg's reader is in it. */
+struct PiecesPlace
+{
+    const PiecedFile *file = nullptr;
+    std::uint64_t position = 0;
+};
 
 /** A media file opened for reading, damaged or not, as far as FFmpeg's libraries can open it. */
 class MediaInput
@@ -15,6 +24,9 @@ public:
      * that can be opened as it stands.
      */
     explicit MediaInput(const std::string &path);
+
+    /** Opens a mended file that is nowhere written. Throws NotRecognised. */
+    explicit MediaInput(std::unique_ptr<PiecedFile> file);
 
     AVFormatContext &context() { return *input; }
     const AVFormatContext &context() const { return *input; }
@@ -37,10 +49,19 @@ public:
     /** A part of the packet is missing. Can be told only where sizes are stated. */
     bool isIncomplete(const AVPacket &packet) const;
 
+    /** Size of a transport stream's packets in its file; 0 for other containers. */
+    int transportPacketSize() const;
+
     /** The stream that a person would call the video: cover pictures come last. Null for none. */
     const AVStream *videoStream() const;
 
 private:
+    void open(AVFormatContext *context, const std::string &url, const std::string &path);
+
+    /** Read through `reading`, where there is no file to be opened by name. */
+    std::unique_ptr<PiecedFile> pieced;
+    std::unique_ptr<PiecesPlace> place;
+    Ffmpeg::IoPtr reading;
     Ffmpeg::InputPtr input;
     bool atEnd = false;
 };

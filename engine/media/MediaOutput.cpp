@@ -11,7 +11,7 @@
 namespace {
 
 // Size of a transport stream's packet with its arrival time before it.
-constexpr std::int64_t timedPacketSize = 192;
+constexpr int timedPacketSize = 192;
 
 std::string lowerSuffix(const std::string &path)
 {
@@ -104,16 +104,6 @@ void copyChapters(const AVFormatContext &source, AVFormatContext &target)
     }
 }
 
-/** Size of a transport stream's packets in its file; 0 for other containers. */
-std::int64_t transportPacketSize(const AVFormatContext &input)
-{
-    std::int64_t size = 0;
-    // Only readers with a class of options may be asked for one.
-    if (input.iformat->priv_class != nullptr)
-        av_opt_get_int(input.priv_data, "ts_packetsize", 0, &size);
-    return size;
-}
-
 EngineError notWritten(int code)
 {
     return {ErrorCode::OutputNotWritten,
@@ -163,7 +153,7 @@ std::optional<std::string> writerFor(const AVFormatContext &input, const std::st
 
 MediaOutput::MediaOutput(const MediaInput &input, const std::string &outputPath,
                          const std::string &writerName)
-    : path(outputPath), writer(writerName)
+    : path(outputPath), writer(writerName), transportPacketSize(input.transportPacketSize())
 {
     int result = open(input.context(), Streams::All);
     // Some writers refuse the whole file because of one stream of data that they do not know.
@@ -206,7 +196,7 @@ int MediaOutput::writeHeader(const AVFormatContext &source)
     // MP4: keeps maker and model, which the writer otherwise drops.
     av_dict_set(&options, "movflags", "use_metadata_tags", 0);
     // Transport streams of discs and cameras carry four more bytes before each packet.
-    if (transportPacketSize(source) == timedPacketSize)
+    if (transportPacketSize == timedPacketSize)
         av_dict_set(&options, "mpegts_m2ts_mode", "1", 0);
     const int result = avformat_write_header(output, &options);
     av_dict_free(&options);

@@ -58,6 +58,8 @@ private:
 
     std::string path;
     std::string writer;
+    /** Of the input; 0 when it is no transport stream. */
+    int transportPacketSize;
     AVFormatContext *output = nullptr;
     /** Index in the output by index in the input, -1 for streams left out. */
     std::vector<int> streamMap;

@@ -8,14 +8,11 @@
 #include "engine/matroska/MatroskaReader.h"
 #include "engine/matroska/MatroskaWriter.h"
 #include "engine/media/AsideFile.h"
-#include "engine/media/MediaInput.h"
-#include "engine/media/MediaOutput.h"
-#include "engine/media/ReadBack.h"
+#include "engine/media/FfmpegRepair.h"
 #include "engine/recording/SelfCheck.h"
 
 #include <algorithm>
 #include <cctype>
-#include <set>
 
 namespace {
 
@@ -51,68 +48,6 @@ bool hasSuffix(const SourceFile &source, std::initializer_list<const char *> suf
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return std::any_of(suffixes.begin(), suffixes.end(),
                        [&suffix](const char *one) { return suffix == one; });
-}
-
-TrackKind kindOf(const AVCodecParameters &parameters)
-{
-    return parameters.codec_type == AVMEDIA_TYPE_VIDEO   ? TrackKind::Video
-           : parameters.codec_type == AVMEDIA_TYPE_AUDIO ? TrackKind::Audio
-                                                         : TrackKind::Other;
-}
-
-RepairReport streamsOf(const AVFormatContext &input)
-{
-    RepairReport report;
-    for (unsigned i = 0; i < input.nb_streams; ++i) {
-        const AVCodecParameters &parameters = *input.streams[i]->codecpar;
-        report.tracks.push_back(
-            {.kind = kindOf(parameters), .codec = avcodec_get_name(parameters.codec_id)});
-    }
-    return report;
-}
-
-RepairReport copyPackets(MediaInput &input, MediaOutput &output)
-{
-    RepairReport report = streamsOf(input.context());
-    const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
-    std::set<int> leftOut;
-    while (input.read(*packet)) {
-        const int stream = packet->stream_index;
-        // Some readers find further streams as they go.
-        if (static_cast<std::size_t>(stream) >= report.tracks.size())
-            report.tracks.resize(static_cast<std::size_t>(stream) + 1);
-        TrackReport &track = report.tracks[static_cast<std::size_t>(stream)];
-        ++track.found;
-        if (!output.takes(stream))
-            leftOut.insert(stream);
-        // Half a packet at the place of the damage would come out as a broken picture.
-        else if (!input.isIncomplete(*packet) && output.write(*packet))
-            ++track.kept;
-        av_packet_unref(packet.get());
-    }
-    report.streamsLeftOut = static_cast<int>(leftOut.size());
-    return report;
-}
-
-RepairReport repairWithFfmpeg(const std::string &damagedPath, const std::string &outputPath)
-{
-    MediaInput input(damagedPath);
-    const auto writer = writerFor(input.context(), outputPath);
-    if (!writer)
-        throw EngineError(ErrorCode::ContainerNotWritable,
-                          std::string("Files of this kind can be read but not written: ") +
-                              input.context().iformat->long_name);
-
-    AsideFile aside(outputPath, damagedPath);
-    MediaOutput output(input, aside.path(), *writer);
-    RepairReport report = copyPackets(input, output);
-    report.container = *writer;
-    if (report.kept() == 0)
-        throw nothingReadable(damagedPath);
-    output.finish();
-    readBack(aside.path(), output.written());
-    aside.publish();
-    return report;
 }
 
 /** Whether to look for the boxes of MP4 and its relatives in a file. */
@@ -201,5 +136,6 @@ RepairReport quickRepair(const std::string &damagedPath, const std::string &outp
 {
     if (auto report = repairOurselves(damagedPath, outputPath))
         return *report;
-    return repairWithFfmpeg(damagedPath, outputPath);
+    MediaInput input(damagedPath);
+    return repairWithFfmpeg(input, damagedPath, outputPath);
 }

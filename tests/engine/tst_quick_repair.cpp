@@ -126,8 +126,8 @@ private Q_SLOTS:
     void cutsLeaveWholePackets_data()
     {
         QTest::addColumn<QString>("name");
-        for (const char *name :
-             {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov", "recorder.mkv"})
+        for (const char *name : {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov",
+                                 "recorder.mkv", "camera.avi", "broadcast.ts", "stream.flv"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
 
