@@ -100,15 +100,6 @@ private:
     std::uint64_t copied = 0;
 };
 
-Bytes longMediaBox(std::uint64_t bodySize)
-{
-    Bytes header;
-    appendBe(header, 1, 4);
-    appendBe(header, fourCc("mdat"), 4);
-    appendBe(header, bodySize + longMediaHeader, 8);
-    return header;
-}
-
 } // namespace
 
 Bytes fileTypeOf(const SourceFile &source, const IsoRecording &recording)
@@ -136,9 +127,9 @@ std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &reco
     OutputFile output(path);
     output.write(fileTypeOf(source, recording));
     const std::uint64_t start = output.position();
-    output.write(longMediaBox(0));
+    output.write(mediaHeader(0));
     std::vector<ExpectedTrack> expected = MediaCopy(source, recording, output).run();
-    output.patch(start, longMediaBox(output.position() - start - longMediaHeader));
+    output.patch(start, mediaHeader(output.position() - start - longMediaHeader));
     output.write(makeIndex(source, recording));
     output.close();
 
@@ -148,4 +139,13 @@ std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &reco
             written.push_back(std::move(track));
     }
     return written;
+}
+
+Bytes mediaHeader(std::uint64_t bodySize)
+{
+    Bytes header;
+    appendBe(header, 1, 4);
+    appendBe(header, fourCc("mdat"), 4);
+    appendBe(header, bodySize + longMediaHeader, 8);
+    return header;
 }

@@ -21,3 +21,6 @@ std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &reco
 
 /** The first box of a file of this kind: the damaged file's own where it is still there. */
 Bytes fileTypeOf(const SourceFile &source, const IsoRecording &recording);
+
+/** What stands before media of so many bytes. */
+Bytes mediaHeader(std::uint64_t bodySize);

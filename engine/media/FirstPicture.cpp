@@ -3,11 +3,12 @@
 #include "engine/EngineError.h"
 #include "engine/Utf8Path.h"
 #include "engine/media/AsideFile.h"
-#include "engine/media/MediaInput.h"
+#include "engine/media/MendedInput.h"
 #include "engine/media/Orientation.h"
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -38,18 +39,22 @@ Ffmpeg::CodecContextPtr openDecoder(const AVStream &stream, Pictures pictures)
     return avcodec_open2(decoder.get(), codec, nullptr) >= 0 ? std::move(decoder) : nullptr;
 }
 
+// A file whose index is wrong yields no key picture, however many places it names. So many packets
+// are some minutes.
+constexpr int mostPackets = 20000;
+
 /** Decodes a file's video from the start until a picture serves. */
 class PictureSearch
 {
 public:
-    PictureSearch(const std::string &videoPath, Pictures pictures)
-        : input(videoPath), stream(input.videoStream())
+    PictureSearch(std::unique_ptr<MediaInput> file, const std::string &videoPath, Pictures pictures)
+        : input(std::move(file)), stream(input->videoStream())
     {
         if (stream == nullptr)
             throw EngineError(ErrorCode::NoPicture, "The file holds no video: " + videoPath);
-        for (unsigned i = 0; i < input.context().nb_streams; ++i) {
-            if (input.context().streams[i] != stream)
-                input.context().streams[i]->discard = AVDISCARD_ALL;
+        for (unsigned i = 0; i < input->context().nb_streams; ++i) {
+            if (input->context().streams[i] != stream)
+                input->context().streams[i]->discard = AVDISCARD_ALL;
         }
         decoder = openDecoder(*stream, pictures);
     }
@@ -60,7 +65,7 @@ public:
         if (!decoder)
             return nullptr;
         const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
-        while (input.read(*packet)) {
+        for (int i = 0; (i < mostPackets || takeFlawed) && input->read(*packet); ++i) {
             if (packet->stream_index == stream->index)
                 avcodec_send_packet(decoder.get(), packet.get());
             av_packet_unref(packet.get());
@@ -99,7 +104,7 @@ private:
         }
     }
 
-    MediaInput input;
+    std::unique_ptr<MediaInput> input;
     const AVStream *stream;
     Ffmpeg::CodecContextPtr decoder;
     Ffmpeg::FramePtr flawed;
@@ -202,26 +207,66 @@ void writeWhole(const AVPacket &packet, const std::string &path, const std::stri
     aside.publish();
 }
 
+/** The file as it stands; null when it cannot be opened so. */
+std::unique_ptr<MediaInput> openPlain(const std::string &path)
+try {
+    return std::make_unique<MediaInput>(path);
+} catch (const EngineError &error) {
+    if (error.code() != ErrorCode::NotRecognised)
+        throw;
+    return nullptr;
+}
+
+struct FoundPicture
+{
+    Ffmpeg::FramePtr frame;
+    Orientation orientation;
+};
+
+/** One way to look for the picture. */
+struct Attempt
+{
+    std::unique_ptr<MediaInput> (*open)(const std::string &);
+    Pictures pictures;
+    bool takeFlawed;
+};
+
+/**
+ * Key pictures first; some recordings mark none. The file as it stands before the file as it could
+ * be mended, which takes longer to find out.
+ */
+FoundPicture findPicture(const std::string &videoPath)
+{
+    const Attempt attempts[] = {{openPlain, Pictures::KeyOnly, false},
+                                {openMended, Pictures::KeyOnly, false},
+                                {openPlain, Pictures::All, true},
+                                {openMended, Pictures::All, true}};
+    bool isOpen = false;
+    for (const Attempt &attempt : attempts) {
+        auto input = attempt.open(videoPath);
+        if (!input)
+            continue;
+        isOpen = true;
+        PictureSearch search(std::move(input), videoPath, attempt.pictures);
+        if (Ffmpeg::FramePtr frame = search.find(attempt.takeFlawed)) {
+            const Orientation orientation = search.orientation(*frame);
+            return {std::move(frame), orientation};
+        }
+    }
+    // Says why it cannot be opened.
+    if (!isOpen)
+        MediaInput{videoPath};
+    throw EngineError(ErrorCode::NoPicture, "No picture of the video can be decoded: " + videoPath);
+}
+
 } // namespace
 
 void writeFirstPicture(const std::string &videoPath, const std::string &photoPath, int scale)
 {
-    PictureSearch keyPictures(videoPath, Pictures::KeyOnly);
-    PictureSearch *search = &keyPictures;
-    Ffmpeg::FramePtr frame = search->find(false);
-    // Some recordings mark no picture as a key picture.
-    std::unique_ptr<PictureSearch> allPictures;
-    if (!frame) {
-        allPictures = std::make_unique<PictureSearch>(videoPath, Pictures::All);
-        search = allPictures.get();
-        frame = search->find(true);
-    }
-    if (!frame)
-        throw EngineError(ErrorCode::NoPicture,
-                          "No picture of the video can be decoded: " + videoPath);
-
+    const FoundPicture found = findPicture(videoPath);
+    const AVFrame &frame = *found.frame;
     Ffmpeg::FramePtr picture =
-        scalePicture(*frame, std::max(frame->width / scale, 1), std::max(frame->height / scale, 1));
-    picture = turnPicture(search->orientation(*frame), std::move(picture));
+        scalePicture(frame, std::max(frame.width / scale, 1), std::max(frame.height / scale, 1));
+    picture = turnPicture(found.orientation, std::move(picture));
     writeWhole(*encodeJpeg(*picture), photoPath, videoPath);
 }

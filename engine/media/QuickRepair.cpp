@@ -1,65 +1,23 @@
 #include "engine/media/QuickRepair.h"
 
 #include "engine/EngineError.h"
-#include "engine/Utf8Path.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
 #include "engine/log/LogLine.h"
 #include "engine/matroska/MatroskaReader.h"
 #include "engine/matroska/MatroskaWriter.h"
 #include "engine/media/AsideFile.h"
+#include "engine/media/Containers.h"
 #include "engine/media/FfmpegRepair.h"
 #include "engine/recording/SelfCheck.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace {
 
 EngineError nothingReadable(const std::string &path)
 {
     return {ErrorCode::NothingReadable, "Nothing in the file can be read any more: " + path};
-}
-
-/** The first bytes are those of a container that is not of MP4's family. */
-bool startsAsAnother(const SourceFile &source)
-{
-    constexpr std::size_t transportPacket = 188;
-    const ByteView bytes = source.view(0, 2 * transportPacket);
-    if (bytes.size() < transportPacket + 5)
-        return false;
-    const std::uint32_t first = be32(bytes.data());
-    constexpr std::uint32_t ebml = 0x1a45dfa3;
-    constexpr std::uint32_t asf = 0x3026b275;
-    constexpr std::uint32_t programStream = 0x1ba;
-    constexpr std::uint32_t mxf = 0x060e2b34;
-    constexpr std::uint32_t flv = 0x464c5601;
-    constexpr std::uint8_t sync = 0x47;
-    return first == fourCc("RIFF") || first == ebml || first == asf || first == programStream ||
-           first == mxf || first == flv || first == fourCc("OggS") ||
-           (bytes[0] == sync && bytes[transportPacket] == sync) ||
-           (bytes[4] == sync && bytes.size() > 196 && bytes[196] == sync);
-}
-
-bool hasSuffix(const SourceFile &source, std::initializer_list<const char *> suffixes)
-{
-    std::string suffix = utf8FromPath(pathFromUtf8(source.path()).extension());
-    for (char &c : suffix)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return std::any_of(suffixes.begin(), suffixes.end(),
-                       [&suffix](const char *one) { return suffix == one; });
-}
-
-/** Whether to look for the boxes of MP4 and its relatives in a file. */
-bool mayBeIso(const SourceFile &source)
-{
-    return looksLikeIso(source) || !startsAsAnother(source);
-}
-
-bool mayBeMatroska(const SourceFile &source)
-{
-    return looksLikeMatroska(source) ||
-           (hasSuffix(source, {".mkv", ".webm", ".mka"}) && !startsAsAnother(source));
 }
 
 RepairReport reportOf(const IsoRecording &recording)

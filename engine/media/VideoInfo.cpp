@@ -1,6 +1,7 @@
 #include "engine/media/VideoInfo.h"
 
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -43,18 +44,41 @@ std::optional<std::int64_t> bitRate(const AVFormatContext &file, const AVStream 
     return std::nullopt;
 }
 
-std::optional<std::string> firstTag(const AVFormatContext &file, const AVStream *stream,
-                                    const std::array<const char *, 3> &names)
+struct Tag
 {
-    for (const AVDictionary *tags :
-         {file.metadata, stream != nullptr ? stream->metadata : nullptr}) {
+    std::string value;
+    /** Its name, and whose it is. */
+    std::string source;
+};
+
+/** Tags of the file before those of its video, and of each the more particular name first. */
+std::optional<Tag> firstTag(const AVFormatContext &file, const AVStream *stream,
+                            const std::array<const char *, 3> &names)
+{
+    const std::pair<const AVDictionary *, const char *> places[] = {
+        {file.metadata, "of the file"},
+        {stream != nullptr ? stream->metadata : nullptr, "of the video track"}};
+    for (const auto &[tags, owner] : places) {
         for (const char *name : names) {
             const AVDictionaryEntry *tag = av_dict_get(tags, name, nullptr, 0);
             if (tag != nullptr && *tag->value != '\0')
-                return std::string(tag->value).substr(0, longestTag);
+                return Tag{.value = std::string(tag->value).substr(0, longestTag),
+                           .source = std::string("tag \"") + name + "\" " + owner};
         }
     }
     return std::nullopt;
+}
+
+void setDevice(VideoInfo &info, const std::optional<Tag> &make, const std::optional<Tag> &model)
+{
+    if (make) {
+        info.make = make->value;
+        info.source = make->source;
+    }
+    if (model) {
+        info.model = model->value;
+        info.source = info.source ? *info.source + ", " + model->source : model->source;
+    }
 }
 
 } // namespace
@@ -74,7 +98,7 @@ VideoInfo readVideoInfo(const MediaInput &input)
         info.frameRate = frameRate(*stream);
         info.bitRate = bitRate(file, *stream);
     }
-    info.make = firstTag(file, stream, {"com.apple.quicktime.make", "make", "manufacturer"});
-    info.model = firstTag(file, stream, {"com.apple.quicktime.model", "model", "device"});
+    setDevice(info, firstTag(file, stream, {"com.apple.quicktime.make", "make", "manufacturer"}),
+              firstTag(file, stream, {"com.apple.quicktime.model", "model", "device"}));
     return info;
 }

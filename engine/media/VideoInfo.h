@@ -23,6 +23,8 @@ struct VideoInfo
     /** Maker and model of the recording device. */
     std::optional<std::string> make;
     std::optional<std::string> model;
+    /** Where maker and model stand in the file, for people. */
+    std::optional<std::string> source;
 };
 
 VideoInfo readVideoInfo(const MediaInput &input);

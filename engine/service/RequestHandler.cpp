@@ -3,6 +3,7 @@
 #include "engine/EngineError.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/FirstPicture.h"
+#include "engine/media/MendedInput.h"
 #include "engine/media/QuickRepair.h"
 #include "engine/media/VideoInfo.h"
 #include "engine/service/Request.h"
@@ -22,9 +23,22 @@ void setIfKnown(Json &json, const char *key, const std::optional<Value> &value)
         json[key] = *value;
 }
 
+VideoInfo videoInfoOf(const std::string &path)
+{
+    try {
+        return readVideoInfo(MediaInput(path));
+    } catch (const EngineError &error) {
+        // Opening it mended reads more of the file: only where there is no other way.
+        const auto mended = error.code() == ErrorCode::NotRecognised ? openMended(path) : nullptr;
+        if (!mended)
+            throw;
+        return readVideoInfo(*mended);
+    }
+}
+
 Json answerMetadata(const Request &request)
 {
-    const VideoInfo info = readVideoInfo(MediaInput(request.video));
+    const VideoInfo info = videoInfoOf(request.video);
     Json keys = Json::object();
     setIfKnown(keys, "codec", info.codec);
     setIfKnown(keys, "width", info.width);
@@ -33,6 +47,7 @@ Json answerMetadata(const Request &request)
     setIfKnown(keys, "video_avg_bitrate", info.bitRate);
     setIfKnown(keys, "make", info.make);
     setIfKnown(keys, "model", info.model);
+    setIfKnown(keys, "source", info.source);
     return {{"video_info", keys}, {"message", "The video's parameters have been read."}};
 }
 

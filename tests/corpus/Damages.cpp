@@ -175,7 +175,16 @@ DamagedFile Damage::cutIndex(const QByteArray &original, double part)
 {
     const TopBox index = topBox(original, "moov");
     DamagedFile file(original);
-    file.cut(index.offset + static_cast<qsizetype>(static_cast<double>(index.size) * part));
+    const qsizetype end =
+        index.offset + static_cast<qsizetype>(static_cast<double>(index.size) * part);
+    std::size_t track = 0;
+    for (qsizetype place = original.indexOf("trak", index.offset); place >= 0;
+         place = original.indexOf("trak", place + 4)) {
+        if (place - 4 + static_cast<qsizetype>(numberAt(original, place - 4)) > end)
+            file.giveUpTrack(track);
+        ++track;
+    }
+    file.cut(end);
     return file;
 }
 
@@ -204,6 +213,10 @@ DamagedFile Damage::lostFragmentHeader(const QByteArray &original, int number, q
     const TopBox header = topBox(original, "moof", number);
     DamagedFile file(original);
     file.zero(header.offset, bytes < 0 ? header.size : bytes);
+    if (bytes < 0) {
+        const qsizetype media = header.offset + header.size;
+        file.giveUp(media, static_cast<qsizetype>(numberAt(original, media)));
+    }
     return file;
 }
 

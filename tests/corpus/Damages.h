@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <set>
 #include <vector>
 
 /** A file after something happened to it, and which of its bytes came through it. */
@@ -26,6 +27,11 @@ public:
     void overwrite(qsizetype offset, const QByteArray &with);
     void zero(qsizetype offset, qsizetype size);
     void insert(qsizetype offset, const QByteArray &bytes);
+    /** Bytes that stay, but mean nothing without others that are gone. */
+    void giveUp(qsizetype offset, qsizetype size) { forget(offset, offset + size); }
+    /** A track of which the file tells nothing any more; tracks count from 0. */
+    void giveUpTrack(std::size_t number) { lostTracks.insert(number); }
+    bool tellsOfTrack(std::size_t number) const { return !lostTracks.contains(number); }
 
 private:
     /** A span of the original, unharmed. */
@@ -42,6 +48,7 @@ private:
 
     QByteArray content;
     std::vector<Span> spans;
+    std::set<std::size_t> lostTracks;
 };
 
 /** Damages by what they leave behind. All are the same on every run. */
@@ -56,13 +63,14 @@ DamagedFile zeroedBlocks(const QByteArray &original, int count, qsizetype size, 
 // MP4 and QuickTime.
 /** The media's length is said to be `size`; 0 is "to the end". */
 DamagedFile mediaSize(const QByteArray &original, quint32 size);
-/** The index at the end is cut off after a part of it. */
+/** The index at the end is cut off after a part of it; what it tells of no track is given up. */
 DamagedFile cutIndex(const QByteArray &original, double part);
 /** Every place in the index is `shift` bytes too far. */
 DamagedFile shiftedOffsets(const QByteArray &original, qint32 shift);
 /** Bytes stand before the media that the index knows nothing of. */
 DamagedFile insertedBeforeMedia(const QByteArray &original, qsizetype size);
-/** The `number`th fragment's header is gone: all of it, or the first bytes only. */
+/** The `number`th fragment's header is gone, all of it, and with it what it tells of; or the first
+ * bytes only. */
 DamagedFile lostFragmentHeader(const QByteArray &original, int number, qsizetype bytes = -1);
 /** All sample durations are multiplied; 0 makes them zero. */
 DamagedFile durations(const QByteArray &original, quint32 factor);

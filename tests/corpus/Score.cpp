@@ -115,21 +115,24 @@ public:
                     continue;
                 }
                 isFound[*streams[i]] = true;
-                compare(original.streams[*streams[i]].packets, output.streams[i].packets);
+                compare(*streams[i], output.streams[i].packets);
             }
         }
         for (std::size_t i = 0; i < isFound.size(); ++i) {
             if (!isFound[i])
-                compare(original.streams[i].packets, {});
+                compare(i, {});
         }
         return score;
     }
 
 private:
-    void compare(const Packets &expected, const Packets &found)
+    void compare(std::size_t stream, const Packets &found)
     {
+        const Packets &expected = original.streams[stream].packets;
         const auto matches = matchPackets(expected, found);
-        const auto isWhole = wholePackets(original, expected, damaged);
+        auto isWhole = wholePackets(original, expected, damaged);
+        if (!damaged.tellsOfTrack(stream))
+            isWhole.assign(isWhole.size(), false);
         score.recoverable += std::count(isWhole.begin(), isWhole.end(), true);
         std::size_t next = 0;
         for (std::size_t i = 0; i < found.size(); ++i) {

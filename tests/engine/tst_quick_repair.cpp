@@ -1,5 +1,7 @@
 #include "engine/EngineError.h"
+#include "engine/media/FirstPicture.h"
 #include "engine/media/QuickRepair.h"
+#include "engine/service/RequestHandler.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
@@ -8,6 +10,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <functional>
 #include <optional>
@@ -166,9 +171,9 @@ private Q_SLOTS:
         QCOMPARE(outcome.score.wrong, 0);
         QCOMPARE(outcome.score.misplaced, 0);
         QVERIFY2(outcome.score.mistimed == 0, textOf(outcome.score));
+        QVERIFY2(outcome.score.recall() == 1, textOf(outcome.score));
         // With its inner headers, a fragment is told from them.
-        const double least = bytes < 0 ? 0.74 : 1.0;
-        QVERIFY2(outcome.score.recall() >= least, textOf(outcome.score));
+        QVERIFY(bytes < 0 || outcome.score.recoverable == outcome.score.matched);
     }
 
     void completeTracksOfACutIndex()
@@ -181,6 +186,7 @@ private Q_SLOTS:
             QCOMPARE(outcome.score.wrong, 0);
             QCOMPARE(outcome.score.misplaced, 0);
             QVERIFY2(outcome.score.mistimed == 0, textOf(outcome.score));
+            QVERIFY2(outcome.score.recall() == 1, textOf(outcome.score));
             QVERIFY(!outcome.output.streams.empty());
             // A track is there whole, or, the one that the cut goes through, its beginning.
             std::size_t partly = 0;
@@ -249,6 +255,78 @@ private Q_SLOTS:
         QVERIFY(outcome.report.lost() > 0);
         // Read by a reader of our own, not by FFmpeg's.
         QCOMPARE(outcome.report.tracks[0].codec, std::string("V_MPEG4/ISO/AVC"));
+    }
+
+    void firstPictureWhateverTheIndex_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DamageFunction>("damage");
+        const auto with = [](auto function, auto... arguments) {
+            return [=](const QByteArray &bytes) { return function(bytes, arguments...); };
+        };
+        addRow("media size", "end.mp4", with(Damage::mediaSize, 0x7ffffff0U));
+        addRow("first 40 bytes", "hevc.mp4", with(Damage::zeroedHead, 40));
+        addRow("places", "front.mp4", with(Damage::shiftedOffsets, 777));
+        addRow("cut", "front.mp4", with(Damage::cutAt, 0.3));
+        addRow("fragment", "fragments.mp4", with(Damage::lostFragmentHeader, 2, -1));
+        addRow("cut index", "sounds.mp4", with(Damage::cutIndex, 0.5));
+        addRow("blocks", "recorder.mkv", with(Damage::zeroedBlocks, 5, 65536, 3U));
+        addRow("junk", "broadcast.ts", with(Damage::insertedJunk, 0.1, 777));
+        addRow("no index", "camera.avi", with(Damage::unfinishedAvi));
+    }
+
+    void firstPictureWhateverTheIndex()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        const QString master =
+            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString input = folder.filePath(QStringLiteral("pictured-") + name);
+        const QString photo = folder.filePath(QStringLiteral("photo.jpg"));
+        const QString expected = folder.filePath(QStringLiteral("expected.png"));
+        writeFile(input, damage(readFile(master)).bytes());
+        writeFirstPicture(input.toStdString(), photo.toStdString(), 1);
+        Footage::run(QStringLiteral("ffmpeg"),
+                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"),
+                      QStringLiteral("-i"), master, QStringLiteral("-frames:v"),
+                      QStringLiteral("1"), expected});
+        const QImage found(photo);
+        const QImage first(expected);
+        QCOMPARE(found.size(), first.size());
+        qint64 difference = 0;
+        for (int y = 0; y < found.height(); ++y) {
+            for (int x = 0; x < found.width(); ++x)
+                difference += qAbs(qGray(found.pixel(x, y)) - qGray(first.pixel(x, y)));
+        }
+        const double mean = static_cast<double>(difference) / (found.width() * found.height());
+        QVERIFY2(mean < 6, qPrintable(QString::number(mean)));
+    }
+
+    void parametersWhateverTheIndex()
+    {
+        const QString master = makeMaster(masterNamed(QStringLiteral("end.mp4")),
+                                          QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString input = folder.filePath(QStringLiteral("asked.mp4"));
+        for (const DamagedFile &damaged :
+             {Damage::mediaSize(readFile(master), 0), Damage::zeroedHead(readFile(master), 512),
+              Damage::shiftedOffsets(readFile(master), 5)}) {
+            writeFile(input, damaged.bytes());
+            const QJsonObject request = {{QStringLiteral("method"), 107},
+                                         {QStringLiteral("videoPath"), input}};
+            const std::string answer =
+                handleRequest(QJsonDocument(request).toJson(QJsonDocument::Compact).toStdString());
+            const QJsonObject object =
+                QJsonDocument::fromJson(QByteArray::fromStdString(answer)).object();
+            QVERIFY2(object.value(QStringLiteral("err_code")) == 0, answer.c_str());
+            const QJsonObject info = object.value(QStringLiteral("video_info")).toObject();
+            QCOMPARE(info.value(QStringLiteral("codec")), QJsonValue(QStringLiteral("h264")));
+            QCOMPARE(info.value(QStringLiteral("width")), QJsonValue(640));
+            QCOMPARE(info.value(QStringLiteral("make")), QJsonValue(QStringLiteral("Maker")));
+            QCOMPARE(info.value(QStringLiteral("model")), QJsonValue(QStringLiteral("Model")));
+            QCOMPARE(info.value(QStringLiteral("source")),
+                     QJsonValue(QStringLiteral("tag \"make\" of the file, tag \"model\" of the "
+                                               "file")));
+        }
     }
 
     void whatIsNotMediaIsKept()

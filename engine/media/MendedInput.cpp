@@ -1,0 +1,43 @@
+#include "engine/media/MendedInput.h"
+
+#include "engine/EngineError.h"
+#include "engine/iso/IndexWriter.h"
+#include "engine/iso/IsoReader.h"
+#include "engine/iso/IsoWriter.h"
+#include "engine/iso/TrackTiming.h"
+#include "engine/media/Containers.h"
+
+namespace {
+
+/** The whole damaged file as the media of a new one, and an index for it behind. */
+bool addMendedIso(PiecedFile &file)
+{
+    const SourceFile &source = file.damaged();
+    auto recording = readIso(source);
+    if (!recording)
+        return false;
+    Bytes start = fileTypeOf(source, *recording);
+    appendBytes(start, mediaHeader(source.size()));
+    for (IsoTrack &track : recording->tracks) {
+        for (Packet &packet : track.packets)
+            packet.setOffset(packet.offset + start.size());
+    }
+    startAtFirstPackets(source, *recording);
+    file.add(std::move(start));
+    file.addSpan(0, source.size());
+    file.add(makeIndex(source, *recording));
+    return true;
+}
+
+} // namespace
+
+std::unique_ptr<MediaInput> openMended(const std::string &path)
+try {
+    auto file = std::make_unique<PiecedFile>(path);
+    const bool isMended = mayBeIso(file->damaged()) && addMendedIso(*file);
+    return isMended ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
+} catch (const EngineError &error) {
+    if (error.code() == ErrorCode::FileNotReadable)
+        throw;
+    return nullptr;
+}
