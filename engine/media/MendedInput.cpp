@@ -1,6 +1,8 @@
 #include "engine/media/MendedInput.h"
 
 #include "engine/EngineError.h"
+#include "engine/avi/AviView.h"
+#include "engine/flv/FlvView.h"
 #include "engine/iso/IndexWriter.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
@@ -29,13 +31,22 @@ bool addMendedIso(PiecedFile &file)
     return true;
 }
 
+bool addMended(PiecedFile &file)
+{
+    const SourceFile &source = file.damaged();
+    if (mayBeAvi(source))
+        return addMendedAvi(file);
+    if (mayBeFlv(source))
+        return addMendedFlv(file);
+    return mayBeIso(source) && addMendedIso(file);
+}
+
 } // namespace
 
 std::unique_ptr<MediaInput> openMended(const std::string &path)
 try {
     auto file = std::make_unique<PiecedFile>(path);
-    const bool isMended = mayBeIso(file->damaged()) && addMendedIso(*file);
-    return isMended ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
+    return addMended(*file) ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
 } catch (const EngineError &error) {
     if (error.code() == ErrorCode::FileNotReadable)
         throw;

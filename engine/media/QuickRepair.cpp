@@ -9,6 +9,7 @@
 #include "engine/media/AsideFile.h"
 #include "engine/media/Containers.h"
 #include "engine/media/FfmpegRepair.h"
+#include "engine/media/MendedInput.h"
 #include "engine/recording/SelfCheck.h"
 
 #include <algorithm>
@@ -76,7 +77,7 @@ try {
         if (auto recording = readMatroska(source))
             return writeAndCheck(source, *recording, outputPath, writeMatroska);
     }
-    if (mayBeIso(source)) {
+    if (mayBeIso(source) && !mayBeAvi(source) && !mayBeFlv(source)) {
         if (auto recording = readIso(source))
             return writeAndCheck(source, *recording, outputPath, writeIso);
     }
@@ -88,12 +89,23 @@ try {
     return std::nullopt;
 }
 
+/** FFmpeg's reader would take what is left for something else. */
+bool hasLostHeader(const std::string &damagedPath)
+{
+    const SourceFile source(damagedPath);
+    return mayBeAvi(source) || mayBeFlv(source);
+}
+
 } // namespace
 
 RepairReport quickRepair(const std::string &damagedPath, const std::string &outputPath)
 {
     if (auto report = repairOurselves(damagedPath, outputPath))
         return *report;
+    if (hasLostHeader(damagedPath)) {
+        if (const auto mended = openMended(damagedPath))
+            return repairWithFfmpeg(*mended, damagedPath, outputPath);
+    }
     MediaInput input(damagedPath);
     return repairWithFfmpeg(input, damagedPath, outputPath);
 }

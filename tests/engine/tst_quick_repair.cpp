@@ -257,6 +257,26 @@ private Q_SLOTS:
         QCOMPARE(outcome.report.tracks[0].codec, std::string("V_MPEG4/ISO/AVC"));
     }
 
+    void lostHeaders_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("bytes");
+        QTest::newRow("AVI, 2 KiB") << QStringLiteral("camera.avi") << 2048;
+        QTest::newRow("AVI, 40 bytes") << QStringLiteral("camera.avi") << 40;
+        QTest::newRow("FLV, 40 bytes") << QStringLiteral("stream.flv") << 40;
+        QTest::newRow("TS, 512 bytes") << QStringLiteral("broadcast.ts") << 512;
+    }
+
+    void lostHeaders()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, bytes);
+        const Outcome outcome = repair(
+            name, [&](const QByteArray &content) { return Damage::zeroedHead(content, bytes); });
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QCOMPARE(outcome.output.format, outcome.original.format);
+    }
+
     void firstPictureWhateverTheIndex_data()
     {
         QTest::addColumn<QString>("name");
