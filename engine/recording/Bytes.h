@@ -36,25 +36,32 @@ inline std::uint32_t le32(const std::uint8_t *bytes)
            static_cast<std::uint32_t>(bytes[1]) << 8U | bytes[0];
 }
 
+/** The byte of a number that has `place` lower ones; zero beyond the highest. */
+inline std::uint8_t byteOf(std::uint64_t value, unsigned place)
+{
+    return place < sizeof value ? static_cast<std::uint8_t>(value >> (8U * place))
+                                : std::uint8_t{0};
+}
+
 /** Appends the lowest `count` bytes of a number, the highest first. */
 inline void appendBe(Bytes &target, std::uint64_t value, unsigned count)
 {
     for (unsigned i = count; i-- > 0;)
-        target.push_back(static_cast<std::uint8_t>(value >> (8U * i)));
+        target.push_back(byteOf(value, i));
 }
 
 /** Appends the lowest `count` bytes of a number, the lowest first. */
 inline void appendLe(Bytes &target, std::uint64_t value, unsigned count)
 {
     for (unsigned i = 0; i < count; ++i)
-        target.push_back(static_cast<std::uint8_t>(value >> (8U * i)));
+        target.push_back(byteOf(value, i));
 }
 
 /** Writes over the `count` bytes at `position`, the highest first. */
 inline void patchBe(Bytes &target, std::size_t position, std::uint64_t value, unsigned count)
 {
     for (unsigned i = 0; i < count; ++i)
-        target[position + i] = static_cast<std::uint8_t>(value >> (8U * (count - 1 - i)));
+        target[position + i] = byteOf(value, count - 1 - i);
 }
 
 inline void appendBytes(Bytes &target, ByteView bytes)

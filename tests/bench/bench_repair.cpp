@@ -72,7 +72,7 @@ void readCosts(qint64 pid, Call &call)
 
 Call callService(const QString &input, const QString &output)
 {
-    constexpr int mostWaits = 30;
+    constexpr int mostSeconds = 600;
     RawService service(QStringLiteral(VELLUMIX_SERVICE_ROOT "/bin/x64/RepairService.exe"));
     if (!service.start() || !service.connectPipes())
         qFatal("the service does not start");
@@ -83,9 +83,9 @@ Call callService(const QString &input, const QString &output)
     QElapsedTimer timer;
     timer.start();
     service.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
-    QByteArray answer;
-    for (int i = 0; i < mostWaits && answer.isEmpty(); ++i)
-        answer = service.read();
+    const QByteArray answer = service.readWhileRunning(mostSeconds);
+    if (service.wasKilled())
+        return callService(input, output);
     call.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
     readCosts(service.process.processId(), call);
     service.hangUp();

@@ -74,6 +74,32 @@ public:
         return came ? buffer.left(size) : QByteArray();
     }
 
+    /** Waits for the answer as long as the process runs, so many seconds at most. */
+    QByteArray readWhileRunning(int seconds)
+    {
+        QByteArray buffer(4 << 20, '\0');
+        const auto readOnce = [&] {
+            return pipes.read(returnPipe, buffer.data(), static_cast<std::uint32_t>(buffer.size()));
+        };
+        std::int32_t size = 0;
+        const bool isOver = QTest::qWaitFor(
+            [&] {
+                const bool hasEnded = process.state() == QProcess::NotRunning;
+                size = readOnce();
+                return size != 0 || hasEnded;
+            },
+            seconds * 1000);
+        return isOver && size > 0 ? buffer.left(size) : QByteArray();
+    }
+
+    /** Something else on this machine ended it: closing a client ends all services. */
+    bool wasKilled() const
+    {
+        constexpr int killSignal = 9;
+        return process.state() == QProcess::NotRunning &&
+               process.exitStatus() == QProcess::CrashExit && process.exitCode() == killSignal;
+    }
+
     void hangUp()
     {
         pipes.close(returnPipe);
