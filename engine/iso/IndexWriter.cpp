@@ -1,5 +1,6 @@
 #include "engine/iso/IndexWriter.h"
 
+#include "engine/iso/OrphanedTrack.h"
 #include "engine/iso/TrackTables.h"
 #include "engine/iso/TrackTiming.h"
 
@@ -73,8 +74,13 @@ private:
         else
             appendMovieHeader(target);
         for (std::size_t i = 0; i < recording.tracks.size(); ++i) {
-            if (timing[i].keptPackets > 0)
-                appendTrack(target, recording.tracks[i], timing[i]);
+            const IsoTrack &track = recording.tracks[i];
+            if (timing[i].keptPackets == 0)
+                continue;
+            if (track.madeDescription.empty())
+                appendTrack(target, track, timing[i]);
+            else
+                appendMadeTrack(target, track, timing[i].movieDuration, timing[i].mediaDuration);
         }
         for (const Box &box : parts) {
             if (box.type != fourCc("mvhd") && box.type != fourCc("trak") &&

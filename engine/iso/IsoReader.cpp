@@ -2,6 +2,7 @@
 
 #include "engine/iso/Fragments.h"
 #include "engine/iso/OffsetShift.h"
+#include "engine/iso/OrphanedTrack.h"
 #include "engine/iso/SampleDurations.h"
 #include "engine/iso/SampleTables.h"
 #include "engine/iso/TrackHeaders.h"
@@ -55,12 +56,33 @@ std::uint64_t zerosAtStart(const SourceFile &source)
     return static_cast<std::uint64_t>(end - bytes.begin());
 }
 
+/** Where the file's beginning was overwritten, the index's may have been with it. */
+void addOrphanedTrack(const SourceFile &source, IsoRecording &recording)
+{
+    constexpr std::uint64_t leastOverwritten = 16;
+    const std::uint64_t from = zerosAtStart(source);
+    std::uint64_t to = recording.index.offset;
+    for (const IsoTrack &track : recording.tracks)
+        to = std::min(to, track.box.offset);
+    if (recording.index.headerSize > 0 || from < leastOverwritten || from >= to)
+        return;
+    auto orphan = readOrphanedTrack(source, from, to);
+    if (!orphan)
+        return;
+    // It came first, and had a number of its own.
+    orphan->id = 1;
+    for (const IsoTrack &track : recording.tracks)
+        orphan->id += track.id == orphan->id ? track.id : 0;
+    recording.tracks.insert(recording.tracks.begin(), std::move(*orphan));
+}
+
 std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructure &structure,
                                       const Box &index)
 {
     IsoRecording recording = readTrackHeaders(source, index);
     for (IsoTrack &track : recording.tracks)
         readSampleTables(source, track);
+    addOrphanedTrack(source, recording);
     mendSampleDurations(recording);
     recording.offsetShift = findOffsetShift(source, structure, recording);
     if (recording.offsetShift != 0) {
@@ -94,5 +116,10 @@ std::optional<IsoRecording> readIso(const SourceFile &source)
         if (auto recording = readIndex(source, structure, index))
             return recording;
     }
-    return std::nullopt;
+    if (!structure.indexes.empty())
+        return std::nullopt;
+    // Nothing but the tables of one track may be left of it.
+    return readIndex(
+        source, structure,
+        {.type = fourCc("moov"), .offset = source.size(), .headerSize = 0, .end = source.size()});
 }

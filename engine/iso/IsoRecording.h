@@ -51,6 +51,10 @@ struct IsoTrack : Track
     bool isRetimed = false;
     /** Its edit list's beginning is in the composition offsets: see startAtFirstPackets(). */
     bool startsAtFirst = false;
+    /** Made anew ("stsd"), with the size of its pictures, where the track's own box is lost. */
+    Bytes madeDescription;
+    std::uint32_t madeWidth = 0;
+    std::uint32_t madeHeight = 0;
     /** Where packets are taken from is not what the index says. */
     bool isFragmented = false;
 };

@@ -3,6 +3,7 @@
 #include "engine/iso/SampleTables.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -218,6 +219,24 @@ std::vector<Box> trackBoxes(const SourceFile &source, const Box &index)
     return tracks;
 }
 
+/** The movie's units of time, by a track that says its length in these and in its own. */
+std::int64_t movieTimescaleBy(const std::vector<IsoTrack> &tracks)
+{
+    constexpr std::int64_t usual[] = {1000, 600, 90000, 10000, 48000};
+    constexpr double near = 0.05;
+    for (const IsoTrack &track : tracks) {
+        const double seconds =
+            static_cast<double>(track.statedDuration) / static_cast<double>(track.timescale);
+        for (const std::int64_t scale : usual) {
+            const double expected = seconds * static_cast<double>(scale);
+            const auto stated = static_cast<double>(track.statedMovieDuration);
+            if (stated > 0 && std::abs(stated - expected) < near * expected)
+                return scale;
+        }
+    }
+    return usual[0];
+}
+
 } // namespace
 
 IsoRecording readTrackHeaders(const SourceFile &source, const Box &index)
@@ -231,11 +250,14 @@ IsoRecording readTrackHeaders(const SourceFile &source, const Box &index)
         if (scale > 0)
             recording.movieTimescale = static_cast<std::int64_t>(scale);
     }
+    const bool knowsTimescale = findBox(parts, fourCc("mvhd")).has_value();
     for (const Box &box : trackBoxes(source, index)) {
         if (auto track = readTrack(source, box, recording.isQuickTime))
             recording.tracks.push_back(std::move(*track));
         else
             ++recording.lostTracks;
     }
+    if (!knowsTimescale)
+        recording.movieTimescale = movieTimescaleBy(recording.tracks);
     return recording;
 }

@@ -113,8 +113,12 @@ private Q_SLOTS:
             addRow(title + ": durations of 0", name, with(Damage::durations, 0U));
             addRow(title + ": durations of thrice the length", name, with(Damage::durations, 3U));
         }
-        for (const char *name : {"end.mp4", "slices.mp4", "sounds.mp4", "plain.mov"})
-            addRow(QByteArray(name) + ": first 512 bytes", name, with(Damage::zeroedHead, 512));
+        for (const char *name :
+             {"end.mp4", "slices.mp4", "sounds.mp4", "plain.mov", "front.mp4", "hevc.mp4"}) {
+            for (const int size : {100, 150, 200, 300, 400, 512})
+                addRow(QByteArray(name) + ": first " + QByteArray::number(size) + " bytes", name,
+                       with(Damage::zeroedHead, size));
+        }
     }
 
     void mediaIsWhole()

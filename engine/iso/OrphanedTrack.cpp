@@ -1,0 +1,226 @@
+#include "engine/iso/OrphanedTrack.h"
+
+#include "engine/iso/IndexWriter.h"
+#include "engine/iso/SampleTables.h"
+#include "engine/iso/TrackTables.h"
+#include "engine/media/Ffmpeg.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string_view>
+
+namespace {
+
+// The tables of a track of some hours.
+constexpr std::uint64_t longestSearch = 16U << 20U;
+
+constexpr std::int64_t usualPictureRate = 25;
+
+constexpr std::array tableTypes = {fourCc("stts"), fourCc("ctts"), fourCc("stsc"), fourCc("stsz"),
+                                   fourCc("stz2"), fourCc("stco"), fourCc("co64"), fourCc("stss"),
+                                   fourCc("sdtp"), fourCc("sgpd"), fourCc("sbgp"), fourCc("cslg"),
+                                   fourCc("subs"), fourCc("stps")};
+
+/** The first box of this type in a range of the file, that ends in it. */
+std::optional<Box> searchBox(const SourceFile &source, const Bytes &content, std::uint64_t from,
+                             const char *type)
+{
+    constexpr std::size_t sizeField = 4;
+    const std::string_view text(reinterpret_cast<const char *>(content.data()), content.size());
+    for (std::size_t place = text.find(type, sizeField); place != std::string_view::npos;
+         place = text.find(type, place + 1)) {
+        const auto box = readBox(source, from + place - sizeField, from + content.size());
+        if (box && !box->isCut)
+            return box;
+    }
+    return std::nullopt;
+}
+
+std::vector<Box> tablesFrom(const SourceFile &source, const Box &first, std::uint64_t to)
+{
+    std::vector<Box> tables;
+    for (const Box &box : readBoxes(source, first.offset, to)) {
+        if (std::find(tableTypes.begin(), tableTypes.end(), box.type) == tableTypes.end())
+            break;
+        tables.push_back(box);
+    }
+    return tables;
+}
+
+/** What a decoder says of the first key picture. */
+struct PictureFacts
+{
+    int width = 0;
+    int height = 0;
+    AVRational rate = {0, 1};
+};
+
+PictureFacts decodeFirstPicture(const SourceFile &source, const IsoTrack &track,
+                                const Bytes &parameters)
+{
+    PictureFacts facts;
+    const AVCodec *codec = avcodec_find_decoder(track.isHevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264);
+    const auto key = std::find_if(track.packets.begin(), track.packets.end(),
+                                  [](const Packet &packet) { return packet.isKey != 0; });
+    const Ffmpeg::CodecContextPtr decoder(avcodec_alloc_context3(codec));
+    if (codec == nullptr || !decoder || key == track.packets.end())
+        return facts;
+    decoder->extradata =
+        static_cast<std::uint8_t *>(av_mallocz(parameters.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    const Bytes bytes = source.copy(key->offset, key->size);
+    const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
+    if (decoder->extradata == nullptr ||
+        av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
+        throw std::bad_alloc();
+    std::copy(parameters.begin(), parameters.end(), decoder->extradata);
+    decoder->extradata_size = static_cast<int>(parameters.size());
+    std::copy(bytes.begin(), bytes.end(), packet->data);
+    if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        return facts;
+    const Ffmpeg::FramePtr frame = Ffmpeg::makeFrame();
+    avcodec_send_packet(decoder.get(), packet.get());
+    avcodec_send_packet(decoder.get(), nullptr);
+    if (avcodec_receive_frame(decoder.get(), frame.get()) >= 0)
+        facts = {.width = frame->width, .height = frame->height, .rate = decoder->framerate};
+    return facts;
+}
+
+/** Sample description of a video track: its fixed fields, and the codec's parameters. */
+Bytes makeDescription(const IsoTrack &track, const PictureFacts &facts, const Bytes &parameterBox)
+{
+    Bytes entry;
+    appendBe(entry, 1, 8);
+    appendBe(entry, 0, 16);
+    appendBe(entry, static_cast<std::uint64_t>(facts.width), 2);
+    appendBe(entry, static_cast<std::uint64_t>(facts.height), 2);
+    appendBe(entry, 0x00480000, 4);
+    appendBe(entry, 0x00480000, 4);
+    appendBe(entry, 0, 4);
+    appendBe(entry, 1, 2);
+    appendBe(entry, 0, 32);
+    appendBe(entry, 24, 2);
+    appendBe(entry, 0xffff, 2);
+    appendBytes(entry, parameterBox);
+    Bytes list;
+    appendBe(list, 1, 8);
+    appendBytes(list, makeBox(track.codecType, entry));
+    return makeBox(fourCc("stsd"), list);
+}
+
+/** Units of time in a second, from how many pictures the codec says are shown in one. */
+std::int64_t timescaleFor(const IsoTrack &track, AVRational rate)
+{
+    if (track.packets.size() < 2)
+        return track.timescale;
+    const std::int64_t step = track.packets[1].time - track.packets[0].time;
+    if (rate.num <= 0 || rate.den <= 0)
+        rate = {usualPictureRate, 1};
+    return std::max<std::int64_t>(std::llround(static_cast<double>(step) * rate.num / rate.den), 1);
+}
+
+/** Its edit list is lost: the first picture is shown at once, as by those that recorders write. */
+void startAtOnce(IsoTrack &track)
+{
+    constexpr std::size_t mostReordered = 32;
+    std::int64_t first = track.packets[0].time + track.packets[0].compositionOffset;
+    for (std::size_t i = 0; i < std::min(mostReordered, track.packets.size()); ++i)
+        first = std::min(first, track.packets[i].time + track.packets[i].compositionOffset);
+    for (Packet &packet : track.packets)
+        packet.compositionOffset -= static_cast<std::int32_t>(first);
+    track.startsAtFirst = true;
+}
+
+} // namespace
+
+std::optional<IsoTrack> readOrphanedTrack(const SourceFile &source, std::uint64_t from,
+                                          std::uint64_t to)
+{
+    const Bytes content = source.copy(from, std::min(to - from, longestSearch));
+    const auto durations = searchBox(source, content, from, "stts");
+    const auto avc = searchBox(source, content, from, "avcC");
+    const auto hevc = searchBox(source, content, from, "hvcC");
+    const auto parameters = avc ? avc : hevc;
+    constexpr std::uint64_t leastParameters = 23;
+    if (!durations || !parameters || parameters->end > durations->offset ||
+        parameters->bodySize() < (avc ? 7 : leastParameters))
+        return std::nullopt;
+    IsoTrack track;
+    track.kind = TrackKind::Video;
+    track.handler = fourCc("vide");
+    track.isHevc = !avc;
+    track.codecType = track.isHevc ? fourCc("hvc1") : fourCc("avc1");
+    track.codec = textOf(track.codecType);
+    track.tables = findSampleTables(tablesFrom(source, *durations, from + content.size()));
+    if (!hasSampleTables(track.tables))
+        return std::nullopt;
+    const Bytes codecData = source.copy(parameters->body(), parameters->bodySize());
+    track.nalLengthSize = (codecData[avc ? 4 : 21] & 3U) + 1;
+    readSampleTables(source, track);
+    if (track.packets.empty())
+        return std::nullopt;
+
+    const PictureFacts facts = decodeFirstPicture(source, track, codecData);
+    if (facts.width == 0)
+        return std::nullopt;
+    track.madeWidth = static_cast<std::uint32_t>(facts.width);
+    track.madeHeight = static_cast<std::uint32_t>(facts.height);
+    track.madeDescription = makeDescription(
+        track, facts, source.copy(parameters->offset, parameters->end - parameters->offset));
+    const auto header = searchBox(source, content, from, "mdhd");
+    const ByteView scale = header ? source.view(header->body(), 16) : ByteView();
+    track.timescale = scale.size() == 16 && scale[0] == 0 && be32(&scale[12]) > 0
+                          ? be32(&scale[12])
+                          : timescaleFor(track, facts.rate);
+    startAtOnce(track);
+    return track;
+}
+
+void appendMadeTrack(Bytes &target, const IsoTrack &track, std::int64_t movieDuration,
+                     std::int64_t mediaDuration)
+{
+    Bytes header;
+    appendBe(header, 3, 4);
+    appendBe(header, 0, 8);
+    appendBe(header, track.id, 4);
+    appendBe(header, 0, 4);
+    appendBe(header, static_cast<std::uint64_t>(movieDuration), 4);
+    appendBe(header, 0, 16);
+    for (const std::uint32_t number :
+         {0x00010000U, 0U, 0U, 0U, 0x00010000U, 0U, 0U, 0U, 0x40000000U, track.madeWidth << 16U,
+          track.madeHeight << 16U})
+        appendBe(header, number, 4);
+
+    Bytes mediaHeader;
+    appendBe(mediaHeader, 0, 12);
+    appendBe(mediaHeader, static_cast<std::uint64_t>(track.timescale), 4);
+    appendBe(mediaHeader, static_cast<std::uint64_t>(mediaDuration), 4);
+    constexpr std::uint64_t undetermined = 0x55c4;
+    appendBe(mediaHeader, undetermined, 2);
+    appendBe(mediaHeader, 0, 2);
+
+    Bytes handler;
+    appendBe(handler, 0, 8);
+    appendBe(handler, track.handler, 4);
+    appendBe(handler, 0, 13);
+
+    Bytes videoHeader;
+    appendBe(videoHeader, 1, 12);
+    Bytes references;
+    appendBe(references, 1, 8);
+    Bytes sameFile;
+    appendBe(sameFile, 1, 4);
+    appendBytes(references, makeBox(fourCc("url "), sameFile));
+
+    Bytes tables = track.madeDescription;
+    appendTrackTables(tables, track);
+    Bytes information = makeBox(fourCc("vmhd"), videoHeader);
+    appendBytes(information, makeBox(fourCc("dinf"), makeBox(fourCc("dref"), references)));
+    appendBytes(information, makeBox(fourCc("stbl"), tables));
+    Bytes media = makeBox(fourCc("mdhd"), mediaHeader);
+    appendBytes(media, makeBox(fourCc("hdlr"), handler));
+    appendBytes(media, makeBox(fourCc("minf"), information));
+    Bytes whole = makeBox(fourCc("tkhd"), header);
+    appendBytes(whole, makeBox(fourCc("mdia"), media));
+    appendBytes(target, makeBox(fourCc("trak"), whole));
+}
