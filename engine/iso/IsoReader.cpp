@@ -62,11 +62,15 @@ void addOrphanedTrack(const SourceFile &source, IsoRecording &recording)
     constexpr std::uint64_t leastOverwritten = 16;
     const std::uint64_t from = zerosAtStart(source);
     std::uint64_t to = recording.index.offset;
-    for (const IsoTrack &track : recording.tracks)
+    double seconds = 0;
+    for (const IsoTrack &track : recording.tracks) {
         to = std::min(to, track.box.offset);
+        seconds = std::max(seconds, static_cast<double>(track.statedDuration) /
+                                        static_cast<double>(track.timescale));
+    }
     if (recording.index.headerSize > 0 || from < leastOverwritten || from >= to)
         return;
-    auto orphan = readOrphanedTrack(source, from, to);
+    auto orphan = readOrphanedTrack(source, from, to, seconds);
     if (!orphan)
         return;
     // It came first, and had a number of its own.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 #include <string_view>
 
 namespace {
@@ -15,7 +16,9 @@ namespace {
 // The tables of a track of some hours.
 constexpr std::uint64_t longestSearch = 16U << 20U;
 
-constexpr std::int64_t usualPictureRate = 25;
+// Pictures in a second.
+constexpr AVRational usualRates[] = {{25, 1},       {30, 1},       {24, 1}, {50, 1},      {60, 1},
+                                     {30000, 1001}, {24000, 1001}, {15, 1}, {60000, 1001}};
 
 constexpr std::array tableTypes = {fourCc("stts"), fourCc("ctts"), fourCc("stsc"), fourCc("stsz"),
                                    fourCc("stz2"), fourCc("stco"), fourCc("co64"), fourCc("stss"),
@@ -48,6 +51,8 @@ std::vector<Box> tablesFrom(const SourceFile &source, const Box &first, std::uin
     return tables;
 }
 
+constexpr FourCc jpeg = fourCc("jpeg");
+
 /** What a decoder says of the first key picture. */
 struct PictureFacts
 {
@@ -60,7 +65,9 @@ PictureFacts decodeFirstPicture(const SourceFile &source, const IsoTrack &track,
                                 const Bytes &parameters)
 {
     PictureFacts facts;
-    const AVCodec *codec = avcodec_find_decoder(track.isHevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264);
+    const AVCodec *codec = avcodec_find_decoder(track.codecType == jpeg ? AV_CODEC_ID_MJPEG
+                                                : track.isHevc          ? AV_CODEC_ID_HEVC
+                                                                        : AV_CODEC_ID_H264);
     const auto key = std::find_if(track.packets.begin(), track.packets.end(),
                                   [](const Packet &packet) { return packet.isKey != 0; });
     const Ffmpeg::CodecContextPtr decoder(avcodec_alloc_context3(codec));
@@ -108,15 +115,45 @@ Bytes makeDescription(const IsoTrack &track, const PictureFacts &facts, const By
     return makeBox(fourCc("stsd"), list);
 }
 
-/** Units of time in a second, from how many pictures the codec says are shown in one. */
-std::int64_t timescaleFor(const IsoTrack &track, AVRational rate)
+/** The usual rate that pictures have which last so long together. */
+AVRational rateBy(std::size_t pictures, double seconds)
+{
+    if (seconds <= 0)
+        return usualRates[0];
+    const double rate = static_cast<double>(pictures) / seconds;
+    return *std::min_element(std::begin(usualRates), std::end(usualRates),
+                             [rate](AVRational a, AVRational b) {
+                                 return std::abs(av_q2d(a) - rate) < std::abs(av_q2d(b) - rate);
+                             });
+}
+
+/** Units of time in a second, from how many pictures are shown in one. */
+std::int64_t timescaleFor(const IsoTrack &track, AVRational rate, double seconds)
 {
     if (track.packets.size() < 2)
         return track.timescale;
     const std::int64_t step = track.packets[1].time - track.packets[0].time;
     if (rate.num <= 0 || rate.den <= 0)
-        rate = {usualPictureRate, 1};
-    return std::max<std::int64_t>(std::llround(static_cast<double>(step) * rate.num / rate.den), 1);
+        rate = rateBy(track.packets.size(), seconds);
+    return std::max<std::int64_t>(std::llround(static_cast<double>(step) * av_q2d(rate)), 1);
+}
+
+/** Sets what the codec's parameters tell; false when neither they nor the pictures do. */
+bool setCodec(const SourceFile &source, const std::optional<Box> &parameters, IsoTrack &track)
+{
+    constexpr std::uint64_t leastParameters = 23;
+    if (!parameters) {
+        const ByteView start = source.view(track.packets[0].offset, 2);
+        track.codecType = jpeg;
+        return start.size() == 2 && be16(start.data()) == 0xffd8;
+    }
+    track.isHevc = parameters->type == fourCc("hvcC");
+    track.codecType = track.isHevc ? fourCc("hvc1") : fourCc("avc1");
+    const ByteView bytes = source.view(parameters->body(), leastParameters);
+    if (bytes.size() < leastParameters)
+        return false;
+    track.nalLengthSize = (bytes[track.isHevc ? leastParameters - 2 : 4] & 3U) + 1;
+    return true;
 }
 
 /** Its edit list is lost: the first picture is shown at once, as by those that recorders write. */
@@ -134,44 +171,42 @@ void startAtOnce(IsoTrack &track)
 } // namespace
 
 std::optional<IsoTrack> readOrphanedTrack(const SourceFile &source, std::uint64_t from,
-                                          std::uint64_t to)
+                                          std::uint64_t to, double seconds)
 {
     const Bytes content = source.copy(from, std::min(to - from, longestSearch));
     const auto durations = searchBox(source, content, from, "stts");
-    const auto avc = searchBox(source, content, from, "avcC");
-    const auto hevc = searchBox(source, content, from, "hvcC");
-    const auto parameters = avc ? avc : hevc;
-    constexpr std::uint64_t leastParameters = 23;
-    if (!durations || !parameters || parameters->end > durations->offset ||
-        parameters->bodySize() < (avc ? 7 : leastParameters))
+    auto parameters = searchBox(source, content, from, "avcC");
+    if (!parameters)
+        parameters = searchBox(source, content, from, "hvcC");
+    if (!durations || (parameters && parameters->end > durations->offset))
         return std::nullopt;
     IsoTrack track;
     track.kind = TrackKind::Video;
     track.handler = fourCc("vide");
-    track.isHevc = !avc;
-    track.codecType = track.isHevc ? fourCc("hvc1") : fourCc("avc1");
-    track.codec = textOf(track.codecType);
     track.tables = findSampleTables(tablesFrom(source, *durations, from + content.size()));
     if (!hasSampleTables(track.tables))
         return std::nullopt;
-    const Bytes codecData = source.copy(parameters->body(), parameters->bodySize());
-    track.nalLengthSize = (codecData[avc ? 4 : 21] & 3U) + 1;
     readSampleTables(source, track);
-    if (track.packets.empty())
+    if (track.packets.empty() || !setCodec(source, parameters, track))
         return std::nullopt;
+    track.codec = textOf(track.codecType);
 
+    const Bytes codecData =
+        parameters ? source.copy(parameters->body(), parameters->bodySize()) : Bytes();
     const PictureFacts facts = decodeFirstPicture(source, track, codecData);
     if (facts.width == 0)
         return std::nullopt;
     track.madeWidth = static_cast<std::uint32_t>(facts.width);
     track.madeHeight = static_cast<std::uint32_t>(facts.height);
     track.madeDescription = makeDescription(
-        track, facts, source.copy(parameters->offset, parameters->end - parameters->offset));
+        track, facts,
+        parameters ? source.copy(parameters->offset, parameters->end - parameters->offset)
+                   : Bytes());
     const auto header = searchBox(source, content, from, "mdhd");
     const ByteView scale = header ? source.view(header->body(), 16) : ByteView();
     track.timescale = scale.size() == 16 && scale[0] == 0 && be32(&scale[12]) > 0
                           ? be32(&scale[12])
-                          : timescaleFor(track, facts.rate);
+                          : timescaleFor(track, facts.rate, seconds);
     startAtOnce(track);
     return track;
 }

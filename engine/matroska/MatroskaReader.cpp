@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
+#include <map>
 #include <string>
 
 namespace {
 
 constexpr std::uint64_t largestBlock = 256U << 20U;
+// Later times than these are nonsense.
+constexpr std::uint64_t timeMask = (1ULL << 48U) - 1;
+
 constexpr std::size_t searchWindow = 1U << 20U;
 // Header of an element and of the block in it.
 constexpr std::size_t searchOverlap = 32;
@@ -147,6 +152,7 @@ private:
     {
         switch (element.id) {
         case MatroskaId::segment:
+            segmentBody = element.body();
             return element.body();
         case MatroskaId::cluster:
             recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
@@ -164,8 +170,9 @@ private:
         case MatroskaId::tags:
         case MatroskaId::attachments:
             return takeDescription(element);
-        case MatroskaId::seekHead:
         case MatroskaId::cues:
+            return takeCues(element);
+        case MatroskaId::seekHead:
         case MatroskaId::filler:
         case MatroskaId::checksum:
         case MatroskaId::clusterPosition:
@@ -190,8 +197,27 @@ private:
         if (element.bodySize() > 8 || element.isCut || recording.clusters.empty())
             return 0;
         MatroskaCluster &cluster = recording.clusters.back();
-        cluster.time = static_cast<std::int64_t>(numberOf(source, element) & ~(1ULL << 63U));
+        cluster.time = static_cast<std::int64_t>(numberOf(source, element) & timeMask);
         cluster.isTimeGuessed = false;
+        return element.end;
+    }
+
+    /** The index tells when clusters begin, also such as have lost their header. */
+    std::uint64_t takeCues(const Element &element)
+    {
+        if (element.isCut || element.isOpen || !leadsOn(element.end))
+            return 0;
+        for (const Element &point : childrenOf(source, element)) {
+            const auto fields = childrenOf(source, point);
+            const auto time = findElement(fields, MatroskaId::cueTime);
+            const auto positions = findElement(fields, MatroskaId::cuePositions);
+            if (!time || !positions)
+                continue;
+            const auto place = findElement(childrenOf(source, *positions), MatroskaId::cueCluster);
+            if (place && segmentBody)
+                cues.emplace(*segmentBody + numberOf(source, *place),
+                             static_cast<std::int64_t>(numberOf(source, *time) & timeMask));
+        }
         return element.end;
     }
 
@@ -334,12 +360,81 @@ private:
         return true;
     }
 
+    /** When a cluster begins by the index, if it is the only one in this stretch of the file. */
+    std::optional<std::int64_t> indexedTime(std::size_t number) const
+    {
+        const std::uint64_t from = number > 0 ? recording.clusters[number - 1].offset + 1 : 0;
+        const auto first = cues.lower_bound(from);
+        const auto behind = cues.upper_bound(recording.clusters[number].offset);
+        // Several may name one cluster: the first of them its beginning.
+        if (first == behind || first->first != std::prev(behind)->first)
+            return std::nullopt;
+        return first->second;
+    }
+
+    /** Times, from the cluster's, of one track's blocks in it. */
+    struct Extent
+    {
+        std::int64_t first = std::numeric_limits<std::int64_t>::max();
+        std::int64_t last = std::numeric_limits<std::int64_t>::min();
+        std::int64_t count = 0;
+    };
+
+    Extent extentOf(std::size_t cluster, std::size_t track) const
+    {
+        Extent extent;
+        std::vector<std::size_t> nextOfTrack(recording.tracks.size());
+        for (const Belonging &block : clusterOfPacket) {
+            const Packet &packet =
+                recording.tracks[block.track].packets[nextOfTrack[block.track]++];
+            if (block.cluster != cluster || block.track != track)
+                continue;
+            extent.first = std::min<std::int64_t>(extent.first, packet.time);
+            extent.last = std::max<std::int64_t>(extent.last, packet.time);
+            ++extent.count;
+        }
+        return extent;
+    }
+
+    /** When a cluster begins so that its sound ends where that of the next one begins. */
+    std::optional<std::int64_t> timeBeforeNext(std::size_t number) const
+    {
+        constexpr std::int64_t leastToMeasure = 8;
+        if (number + 1 >= recording.clusters.size() || recording.clusters[number + 1].isTimeGuessed)
+            return std::nullopt;
+        for (std::size_t i = 0; i < recording.tracks.size(); ++i) {
+            if (recording.tracks[i].kind != TrackKind::Audio)
+                continue;
+            const Extent own = extentOf(number, i);
+            const Extent next = extentOf(number + 1, i);
+            if (own.count == 0 || next.count < leastToMeasure)
+                continue;
+            const std::int64_t step =
+                (next.last - next.first + (next.count - 1) / 2) / (next.count - 1);
+            return recording.clusters[number + 1].time + next.first - step - own.last;
+        }
+        return std::nullopt;
+    }
+
     /**
-     * Blocks count from their cluster's time. Where that is lost, the first of its blocks follows
-     * on the last one of the same track before it.
+     * Blocks count from their cluster's time. Where that is lost, the sound of the next cluster
+     * tells it, or the index; else the first of its blocks follows on the last one of the same
+     * track before it.
      */
     void guessTimes()
     {
+        // Each looks at all packets.
+        constexpr int mostMeasured = 32;
+        int measured = 0;
+        for (std::size_t i = 0; i < recording.clusters.size(); ++i) {
+            MatroskaCluster &cluster = recording.clusters[i];
+            if (!cluster.isTimeGuessed)
+                continue;
+            auto time = measured++ < mostMeasured ? timeBeforeNext(i) : std::nullopt;
+            if (!time)
+                time = indexedTime(i);
+            cluster.time = std::max<std::int64_t>(time.value_or(cluster.time), 0);
+        }
         std::vector<std::size_t> nextOfTrack(recording.tracks.size());
         std::vector<std::int64_t> latest(recording.tracks.size(), 0);
         for (const auto &[clusterIndex, trackIndex] : clusterOfPacket) {
@@ -364,6 +459,10 @@ private:
     const SourceFile &source;
     MatroskaRecording recording;
     std::uint64_t clusterEnd = 0;
+    /** What places in the file count from. */
+    std::optional<std::uint64_t> segmentBody;
+    /** Times of the index by the places of their clusters. */
+    std::multimap<std::uint64_t, std::int64_t> cues;
     /** Of all blocks, in the order of the file. */
     std::vector<Belonging> clusterOfPacket;
     std::vector<std::uint64_t> largestBlocks;

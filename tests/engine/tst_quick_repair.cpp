@@ -113,8 +113,8 @@ private Q_SLOTS:
             addRow(title + ": durations of 0", name, with(Damage::durations, 0U));
             addRow(title + ": durations of thrice the length", name, with(Damage::durations, 3U));
         }
-        for (const char *name :
-             {"end.mp4", "slices.mp4", "sounds.mp4", "plain.mov", "front.mp4", "hevc.mp4"}) {
+        for (const char *name : {"end.mp4", "slices.mp4", "sounds.mp4", "plain.mov", "front.mp4",
+                                 "hevc.mp4", "plain24.mov"}) {
             for (const int size : {100, 150, 200, 300, 400, 512})
                 addRow(QByteArray(name) + ": first " + QByteArray::number(size) + " bytes", name,
                        with(Damage::zeroedHead, size));
@@ -255,6 +255,8 @@ private Q_SLOTS:
             });
         QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
+        // Within one picture: a lost cluster header takes the exact time with it.
+        QVERIFY2(outcome.score.timeError < 1 / 30.0, textOf(outcome.score));
         QVERIFY2(outcome.score.wrong <= 2, textOf(outcome.score));
         QVERIFY(outcome.report.lost() > 0);
         // Read by a reader of our own, not by FFmpeg's.

@@ -69,7 +69,8 @@ void runView(bool (*add)(PiecedFile &))
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const bool isRegistered = std::atexit(removeFiles) == 0;
+    // The names must be there before: what is made last goes first.
+    static const bool isRegistered = !inputPath().empty() && std::atexit(removeFiles) == 0;
     if (size < 1 || !isRegistered)
         return 0;
     std::ofstream(inputPath(), std::ios::binary | std::ios::trunc)
