@@ -168,14 +168,14 @@ private:
             if (size > head.size() - place)
                 continue;
             // Of several streams of one kind, the last ones have kept theirs.
-            for (auto it = streams.rbegin(); it != streams.rend(); ++it) {
-                if (it->second.kind == kind && it->second.list.empty()) {
-                    it->second.list.assign(
-                        head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
-                        head.begin() + static_cast<std::ptrdiff_t>(place + size));
-                    break;
-                }
-            }
+            const auto stream =
+                std::find_if(streams.rbegin(), streams.rend(), [kind](const auto &one) {
+                    return one.second.kind == kind && one.second.list.empty();
+                });
+            if (stream != streams.rend())
+                stream->second.list.assign(
+                    head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
+                    head.begin() + static_cast<std::ptrdiff_t>(place + size));
         }
     }
 

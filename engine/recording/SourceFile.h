@@ -13,7 +13,7 @@ class SourceFile
 {
 public:
     /** Most that view() gives at once. */
-    static constexpr std::size_t windowSize = 64U * 1024U;
+    static constexpr std::size_t windowSize = std::size_t{64} * 1024;
 
     /** @param path UTF-8. Throws FileNotReadable. */
     explicit SourceFile(const std::string &path);
