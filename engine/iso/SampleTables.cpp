@@ -29,7 +29,7 @@ public:
     /** The next entry; null behind the last. */
     const std::uint8_t *next()
     {
-        constexpr std::size_t bufferSize = 32U * 1024U;
+        constexpr std::size_t bufferSize = std::size_t{32} * 1024;
         if (remaining == 0)
             return nullptr;
         if (index + entrySize > buffer.size()) {

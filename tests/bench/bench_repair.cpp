@@ -74,8 +74,11 @@ Call callService(const QString &input, const QString &output)
 {
     constexpr int mostSeconds = 600;
     RawService service(QStringLiteral(VELLUMIX_SERVICE_ROOT "/bin/x64/RepairService.exe"));
-    if (!service.start() || !service.connectPipes())
+    if (!service.start() || !service.connectPipes()) {
+        if (service.wasKilled())
+            return callService(input, output);
         qFatal("the service does not start");
+    }
     const QJsonObject request = {{QStringLiteral("method"), 0},
                                  {QStringLiteral("damagedPath"), input},
                                  {QStringLiteral("outFilePath"), output}};
