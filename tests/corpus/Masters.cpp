@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLockFile>
 
 #include <algorithm>
 
@@ -71,9 +72,14 @@ QString makeMaster(const Master &master, const QString &folder, int seconds)
 {
     const QString path =
         QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(master.name));
+    QDir().mkpath(folder);
+    // Several programs at a time may want it.
+    QLockFile lock(path + QStringLiteral(".lock"));
+    lock.setStaleLockTime(0);
+    if (!lock.lock())
+        qFatal("cannot lock %s", qPrintable(path));
     if (QFileInfo::exists(path))
         return path;
-    QDir().mkpath(folder);
     const QString length = QString::number(seconds);
     // Made under another name first: a run that is broken off leaves no half master behind.
     const QString part =
