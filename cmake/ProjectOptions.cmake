@@ -9,13 +9,23 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 
-target_compile_options(vellumix_options INTERFACE
-    -Wall -Wextra -Wpedantic -Werror
-    -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
-    -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi)
+if(MSVC)
+    target_compile_options(vellumix_options INTERFACE
+        /W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus /Zc:preprocessor)
+else()
+    target_compile_options(vellumix_options INTERFACE
+        -Wall -Wextra -Wpedantic -Werror
+        -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
+        -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi)
+endif()
 target_compile_definitions(vellumix_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
     QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+if(WIN32)
+    # Calls take wide characters; headers leave out what is rarely wanted, min and max among it.
+    target_compile_definitions(vellumix_options INTERFACE
+        UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+endif()
 
 if(VELLUMIX_SANITIZE)
     target_compile_options(vellumix_options INTERFACE
@@ -24,7 +34,7 @@ if(VELLUMIX_SANITIZE)
 endif()
 
 find_program(CCACHE_PROGRAM ccache)
-if(CCACHE_PROGRAM)
+if(CCACHE_PROGRAM AND NOT MSVC)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
 endif()
 

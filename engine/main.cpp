@@ -1,5 +1,6 @@
 #include "engine/log/LogLine.h"
 #include "engine/media/Ffmpeg.h"
+#include "engine/service/CommandLine.h"
 #include "engine/service/ProcessWatch.h"
 #include "engine/service/ServiceArguments.h"
 #include "engine/service/ServiceConfig.h"
@@ -33,7 +34,7 @@ void openLog(const ServiceConfig &config)
 int main(int argc, char *argv[])
 {
     ProcessWatch::prepare();
-    const auto arguments = parseArguments(std::vector<std::string>(argv + 1, argv + argc));
+    const auto arguments = parseArguments(CommandLine::arguments(argc, argv));
     if (!arguments) {
         std::cerr << "RepairService is started by its client, once for each request, as\n"
                      "RepairService.exe Kesh_File_Repair_Win VideoRepairServer TOKEN\n";

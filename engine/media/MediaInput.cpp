@@ -1,10 +1,8 @@
 #include "engine/media/MediaInput.h"
 
 #include "engine/EngineError.h"
-#include "engine/Utf8Path.h"
+#include "engine/media/InputFile.h"
 
-#include <filesystem>
-#include <fstream>
 #include <new>
 #include <string_view>
 
@@ -22,10 +20,7 @@ constexpr int mostErrors = 4096;
 
 void requireReadable(const std::string &path)
 {
-    namespace fs = std::filesystem;
-    const fs::path file = pathFromUtf8(path);
-    std::error_code error;
-    if (!fs::is_regular_file(file, error) || !std::ifstream(file, std::ios::binary))
+    if (!isReadableFile(path))
         throw EngineError(ErrorCode::FileNotReadable, "The file cannot be opened: " + path);
 }
 
