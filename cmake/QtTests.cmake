@@ -12,6 +12,9 @@ function(vellumix_add_test name)
     target_link_libraries(${name} PRIVATE vellumix_testing ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_TEST_DIR}")
     vellumix_find_libraries_beside(${name})
+    if(TARGET Qt6::QOffscreenIntegrationPlugin)
+        qt_import_plugins(${name} INCLUDE Qt6::QOffscreenIntegrationPlugin)
+    endif()
     add_dependencies(${name} ProgramsForTests)
     if(arg_UNLISTED)
         return()
@@ -28,6 +31,7 @@ function(vellumix_add_test name)
         BYPRODUCTS "${list}"
         COMMAND ${CMAKE_COMMAND}
             -D PROGRAM=$<TARGET_FILE:${name}> -D NAME=${name} -D LIST=${list}
+            "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
             "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}"
             -P "${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake"
         VERBATIM)

@@ -19,8 +19,8 @@ inline std::filesystem::path pathFromUtf8(const std::string &text,
     // Up to this length every call takes a path as it is; longer ones need a form in which the
     // system changes nothing any more.
     constexpr std::size_t longestPlain = 240;
-    if (form == PathForm::ForSystem && path.is_absolute() &&
-        path.native().size() > longestPlain && !path.native().starts_with(L"\\\\?\\")) {
+    if (form == PathForm::ForSystem && path.is_absolute() && path.native().size() > longestPlain &&
+        !path.native().starts_with(L"\\\\?\\")) {
         const std::wstring full = path.lexically_normal().make_preferred().native();
         path = full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
     }

@@ -52,8 +52,8 @@ bool isSameFile(const fs::path &first, const fs::path &second)
     const HANDLE b = openToCompare(second);
     BY_HANDLE_FILE_INFORMATION aInfo = {};
     BY_HANDLE_FILE_INFORMATION bInfo = {};
-    const bool areKnown = GetFileInformationByHandle(a, &aInfo) != 0 &&
-                          GetFileInformationByHandle(b, &bInfo) != 0;
+    const bool areKnown =
+        GetFileInformationByHandle(a, &aInfo) != 0 && GetFileInformationByHandle(b, &bInfo) != 0;
     for (const HANDLE handle : {a, b}) {
         if (handle != INVALID_HANDLE_VALUE)
             CloseHandle(handle);

@@ -25,9 +25,9 @@ constexpr std::uint8_t helloWriter = 'W';
 std::wstring pipePath(const std::string &name)
 {
     const int size = static_cast<int>(name.size());
-    std::wstring wide(static_cast<std::size_t>(
-                          MultiByteToWideChar(CP_UTF8, 0, name.c_str(), size, nullptr, 0)),
-                      L'\0');
+    std::wstring wide(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, name.c_str(), size, nullptr, 0)),
+        L'\0');
     MultiByteToWideChar(CP_UTF8, 0, name.c_str(), size, wide.data(), static_cast<int>(wide.size()));
     return LR"(\\.\pipe\)" + wide;
 }

@@ -8,8 +8,6 @@
 #include <QFileInfo>
 #include <QSet>
 
-#include <unistd.h>
-
 class LogTest : public TestCase
 {
     Q_OBJECT
@@ -50,13 +48,13 @@ private Q_SLOTS:
         const QDateTime time =
             QDateTime::fromString(line.time, QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
         QVERIFY2(time >= before.addMSecs(-1) && time <= after, qPrintable(line.time));
-        QCOMPARE(line.threadId, static_cast<quint64>(gettid()));
+        QCOMPARE(line.threadId, currentThreadId());
 
         const QString path =
             QCoreApplication::applicationDirPath() + QStringLiteral("/Logs/Korvane.log");
         const QByteArray expected =
             QStringLiteral("%1 [WARN] [tid=%2] int some(const char*):16 - a message: %3\n")
-                .arg(line.time, QString::number(gettid()), QStringLiteral("%1 – ü"))
+                .arg(line.time, QString::number(currentThreadId()), QStringLiteral("%1 – ü"))
                 .toUtf8();
         QVERIFY2(readFile(path).contains(expected), expected.constData());
     }

@@ -12,7 +12,8 @@ class FaultServiceTest : public TestCase
 private:
     static QString executable()
     {
-        return QCoreApplication::applicationDirPath() + QStringLiteral("/FaultService");
+        return QCoreApplication::applicationDirPath() +
+               programName(QStringLiteral("/FaultService"));
     }
 
     /** Puts the script where the service looks for it, and starts it. */
@@ -50,7 +51,9 @@ private Q_SLOTS:
         RawService service(executable());
         QVERIFY(start(service, "signal 6"));
         QCOMPARE(service.waitForEnd(), -2);
+#ifndef Q_OS_WIN
         QCOMPARE(service.process.exitCode(), SIGABRT);
+#endif
     }
 
     void recordsItsStart()
@@ -61,9 +64,9 @@ private Q_SLOTS:
         const QString record =
             service.root.filePath(QStringLiteral("started-%1.txt").arg(service.token));
         const QByteArray expected =
-            QStringLiteral("%1\nKesh_File_Repair_Win\nVideoRepairServer\n%2\n%3\n%4\n\n")
+            QStringLiteral("%1\nKesh_File_Repair_Win\nVideoRepairServer\n%2\n%3\n%4\n%5\n")
                 .arg(QString::number(pid), service.token, service.root.path(),
-                     qEnvironmentVariable("PATH"))
+                     qEnvironmentVariable("PATH"), qEnvironmentVariable("Path"))
                 .toUtf8();
         QVERIFY(QTest::qWaitFor([&] { return readFile(record).size() == expected.size(); }));
         QCOMPARE(readFile(record), expected);
@@ -183,6 +186,9 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), 4);
     }
 
+#ifndef Q_OS_WIN
+    // Ending children is the system's own command's work there.
+
     void startsAFamily()
     {
         RawService service(executable());
@@ -197,6 +203,7 @@ private Q_SLOTS:
             QCOMPARE(::kill(id.toInt(), SIGKILL), 0);
         }
     }
+#endif
 
     void ignoresTermination()
     {
@@ -224,6 +231,9 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(note));
     }
 
+#ifndef Q_OS_WIN
+    // There a program that does not listen takes no notice.
+
     void obeysTerminationOtherwise()
     {
         RawService service(executable());
@@ -233,6 +243,7 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), -2);
         QCOMPARE(service.process.exitCode(), SIGTERM);
     }
+#endif
 };
 
 VELLUMIX_TEST_MAIN(FaultServiceTest)

@@ -63,6 +63,10 @@ private:
     /** The service has a file of the output's folder open that is no longer empty. */
     bool isWriting() const
     {
+#ifdef Q_OS_WIN
+        const QFileInfoList unfinished = QDir(outputFolder()).entryInfoList(QDir::Files);
+        return !unfinished.isEmpty() && unfinished.first().size() > 0;
+#else
         const QString folder = QStringLiteral("/proc/%1/fd/").arg(service.process.processId());
         const QStringList descriptors = QDir(folder).entryList(QDir::Files | QDir::System);
         for (const QString &descriptor : descriptors) {
@@ -71,14 +75,21 @@ private:
                 return true;
         }
         return false;
+#endif
     }
 
     RawService &service;
 };
 
-QStringList pipeNames()
+/** Both pipes wait for their client. */
+bool hasPipes(const RawService &service)
 {
-    return entriesOf(Testing::pipeFolder());
+    return pipeNames({service.token}).size() == 2;
+}
+
+bool hasNoPipes(const RawService &service)
+{
+    return pipeNames({service.token}).isEmpty();
 }
 
 } // namespace
@@ -169,18 +180,18 @@ private Q_SLOTS:
 
     void wrongArguments()
     {
-        QProcess process;
-        process.start(executable(), {QStringLiteral("--help")});
-        QVERIFY(process.waitForFinished());
-        QCOMPARE(process.exitCode(), 64);
-        QVERIFY(process.readAllStandardError().contains("started by its client"));
+        RawService service(executable());
+        service.process.setArguments({QStringLiteral("--help")});
+        QVERIFY(service.start());
+        QCOMPARE(service.waitForEnd(), 64);
+        QVERIFY(service.process.readAllStandardError().contains("started by its client"));
     }
 
     void pipeNameInUse()
     {
         RawService first(executable());
         QVERIFY(first.start());
-        QVERIFY(QTest::qWaitFor([] { return pipeNames().size() == 2; }));
+        QVERIFY(QTest::qWaitFor([&] { return hasPipes(first); }));
         RawService second(executable());
         second.process.setArguments(first.process.arguments());
         QVERIFY(second.start());
@@ -196,27 +207,31 @@ private Q_SLOTS:
         QVERIFY(service.connectPipes());
         service.hangUp();
         QCOMPARE(service.waitForEnd(), 4);
-        QCOMPARE(pipeNames(), QStringList());
+        QVERIFY(hasNoPipes(service));
     }
+
+#ifndef Q_OS_WIN
+    // What asks a program to end there is a message to its windows, which it has none of.
 
     void askedToEndBeforeAClientComes()
     {
         RawService service(executable());
         QVERIFY(service.start());
-        QVERIFY(QTest::qWaitFor([] { return pipeNames().size() == 2; }));
+        QVERIFY(QTest::qWaitFor([&] { return hasPipes(service); }));
         service.process.terminate();
         QCOMPARE(service.waitForEnd(), 3);
-        QCOMPARE(pipeNames(), QStringList());
+        QVERIFY(hasNoPipes(service));
     }
+#endif
 
     void killedBeforeAClientComes()
     {
         RawService service(executable());
         QVERIFY(service.start());
-        QVERIFY(QTest::qWaitFor([] { return pipeNames().size() == 2; }));
+        QVERIFY(QTest::qWaitFor([&] { return hasPipes(service); }));
         service.process.kill();
         QCOMPARE(service.waitForEnd(), -2);
-        QVERIFY(QTest::qWaitFor([] { return pipeNames().isEmpty(); }));
+        QVERIFY(QTest::qWaitFor([&] { return hasNoPipes(service); }));
         QVERIFY(
             QTest::qWaitFor([&] { return processesOf(executable(), service.token).isEmpty(); }));
     }
@@ -232,6 +247,9 @@ private Q_SLOTS:
         QVERIFY(readFile(service.root.filePath(QStringLiteral("Logs/RepairService.log")))
                     .contains("request abandoned: the client has hung up"));
     }
+
+#ifndef Q_OS_WIN
+    // See above; and a file without a name, which goes with its process, is unknown there.
 
     void terminationEndsTheWork()
     {
@@ -252,6 +270,7 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), -2);
         QCOMPARE(repair.files(), QStringList());
     }
+#endif
 
     void neverOutlivesItsClient()
     {
@@ -259,17 +278,24 @@ private Q_SLOTS:
         RawService service(executable());
         QProcess shell;
         shell.setWorkingDirectory(service.root.path());
+        shell.setProcessEnvironment(service.process.processEnvironment());
+#ifdef Q_OS_WIN
+        shell.start(QStringLiteral("cmd"),
+                    QStringList({QStringLiteral("/c"), QDir::toNativeSeparators(executable())}) +
+                        service.process.arguments());
+#else
         shell.start(QStringLiteral("/bin/sh"),
                     QStringList({QStringLiteral("-c"), QStringLiteral("\"$@\" & wait"),
                                  QStringLiteral("sh"), executable()}) +
                         service.process.arguments());
+#endif
         QVERIFY(shell.waitForStarted());
-        QVERIFY(QTest::qWaitFor([] { return pipeNames().size() == 2; }));
+        QVERIFY(QTest::qWaitFor([&] { return hasPipes(service); }));
         shell.kill();
         QVERIFY(shell.waitForFinished());
         QVERIFY(
             QTest::qWaitFor([&] { return processesOf(executable(), service.token).isEmpty(); }));
-        QCOMPARE(pipeNames(), QStringList());
+        QVERIFY(hasNoPipes(service));
     }
 
     void writesItsOwnLog()

@@ -27,15 +27,13 @@
 // What it was started with is written to "started-TOKEN.txt" there, a line each: process id, the
 // arguments, working directory, PATH and Path. A line that it does not know ends it with code 99.
 
+#include "engine/Utf8Path.h"
 #include "engine/pipe/TarnCommunication.h"
+#include "tests/fault/FaultSystem.h"
 
 #include <nlohmann/json.hpp>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -53,9 +51,6 @@ constexpr std::uint32_t acceptTimeoutMs = 60000;
 constexpr std::uint32_t waitMs = 1000;
 constexpr long long fileCheckMs = 5;
 constexpr int badScript = 99;
-
-// What the handler of SIGTERM makes.
-std::string askedFile;
 
 struct Pipe
 {
@@ -181,27 +176,18 @@ private:
             for (;;)
                 sleepMs(waitMs);
         else if (verb == "noteTerminate")
-            noteTerminate();
+            FaultSystem::noteTerminate("asked-" + token + ".txt");
         else if (verb == "ignoreTerminate")
-            std::signal(SIGTERM, SIG_IGN);
+            FaultSystem::ignoreTerminate();
         else if (verb == "spawn")
             spawn();
         else if (verb == "exit")
             std::_Exit(std::stoi(operand));
         else if (verb == "signal")
-            std::raise(std::stoi(operand));
+            FaultSystem::endBySignal(std::stoi(operand));
         else
             return false;
         return true;
-    }
-
-    void noteTerminate()
-    {
-        askedFile = "asked-" + token + ".txt";
-        std::signal(SIGTERM, [](int) {
-            close(open(askedFile.c_str(), O_CREAT | O_WRONLY, 0600));
-            std::_Exit(0);
-        });
     }
 
     void obeyWhen(const std::string &operand)
@@ -227,7 +213,8 @@ private:
         const std::size_t blank = operand.find(' ');
         std::string path = requestText(operand.substr(0, blank));
         path.insert(path.rfind('.'), addition);
-        std::ofstream(path) << operand.substr(std::min(blank, operand.size() - 1) + 1);
+        std::ofstream(pathFromUtf8(path), std::ios::binary)
+            << operand.substr(std::min(blank, operand.size() - 1) + 1);
     }
 
     /** The text that the request holds under a key. */
@@ -242,19 +229,9 @@ private:
 
     void spawn()
     {
-        const pid_t child = fork();
-        if (child == 0) {
-            const pid_t grandchild = fork();
-            if (grandchild != 0) {
-                const std::string name = "children-" + token + ".txt";
-                std::ofstream(name + ".part") << getpid() << '\n' << grandchild << '\n';
-                std::filesystem::rename(name + ".part", name);
-            }
-            // Other programs, so that only their descent tells that they belong to the service.
-            execlp("sleep", "sleep", "120", nullptr);
-            std::_Exit(badScript);
-        }
-        while (!std::filesystem::exists("children-" + token + ".txt"))
+        const std::string file = "children-" + token + ".txt";
+        require(FaultSystem::spawn(file), "spawn");
+        while (!std::filesystem::exists(file))
             sleepMs(fileCheckMs);
     }
 
@@ -312,11 +289,11 @@ const char *variable(const char *name)
 
 void recordStart(const std::vector<std::string> &arguments)
 {
-    std::ofstream file("started-" + arguments.back() + ".txt");
-    file << getpid() << '\n';
+    std::ofstream file("started-" + arguments.back() + ".txt", std::ios::binary);
+    file << FaultSystem::processId() << '\n';
     for (const std::string &argument : arguments)
         file << argument << '\n';
-    file << std::filesystem::current_path().string() << '\n'
+    file << utf8FromPath(std::filesystem::current_path().generic_u8string()) << '\n'
          << variable("PATH") << '\n'
          << variable("Path") << '\n';
 }
@@ -327,14 +304,16 @@ void recordStart(const std::vector<std::string> &arguments)
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char *argv[])
 {
-    alarm(longestLifeSeconds);
+    FaultSystem::limitLife(longestLifeSeconds);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.empty())
         return badScript;
-    recordStart(arguments);
-    Script script(arguments.back());
-    std::ifstream file("fault.txt");
-    for (std::string line; std::getline(file, line);)
-        script.obey(line);
-    return 0;
+    return FaultSystem::run([&arguments] {
+        recordStart(arguments);
+        Script script(arguments.back());
+        std::ifstream file("fault.txt", std::ios::binary);
+        for (std::string line; std::getline(file, line);)
+            script.obey(line);
+        return 0;
+    });
 }

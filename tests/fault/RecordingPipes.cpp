@@ -3,7 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#ifdef _WIN32
+#define EXPORT __declspec(dllexport)
+#else
 #define EXPORT __attribute__((visibility("default")))
+#endif
 
 namespace {
 

@@ -41,7 +41,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(
-            QFile::link(QStringLiteral(VELLUMIX_SERVICE_ROOT),
+            placeFolder(QStringLiteral(VELLUMIX_SERVICE_ROOT),
                         QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService")));
     }
 

@@ -1,5 +1,7 @@
 #include "tests/support/AppFolder.h"
 
+#include "tests/support/SystemState.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
@@ -18,7 +20,7 @@ AppFolder::AppFolder(const QString &program)
 
 QString AppFolder::clientProbe()
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/ClientProbe");
+    return QCoreApplication::applicationDirPath() + programName(QStringLiteral("/ClientProbe"));
 }
 
 int AppFolder::run(const QStringList &arguments, const QString &workingDirectory)

@@ -22,13 +22,13 @@ QString beside(const QString &name)
 
 CloseRounds::CloseRounds(const QStringList &script, int heldPhotos)
     : fault(script),
-      app(beside(QStringLiteral("StuckClient"))),
+      app(beside(programName(QStringLiteral("StuckClient")))),
       videos(fault.path(QStringLiteral("videos"))),
       photos(heldPhotos)
 {
     const QString library = QStringLiteral("TarnCommunicationSDK.dll");
     QFile::copy(beside(library), app.folder() + QLatin1Char('/') + library);
-    QFile::link(fault.serviceRoot(), app.folder() + QStringLiteral("/RepairService"));
+    fault.placeAt(app.folder() + QStringLiteral("/RepairService"));
     for (int i = 0; i < videoCount; ++i)
         writeFile(videos + QStringLiteral("/%1.mp4").arg(i));
 }

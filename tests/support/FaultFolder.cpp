@@ -6,13 +6,15 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <utility>
+
 namespace {
 
 constexpr int leftoverTimeoutMs = 5000;
 
 QString faultServicePath()
 {
-    return Testing::programFolder() + QStringLiteral("/FaultService");
+    return Testing::programFolder() + programName(QStringLiteral("/FaultService"));
 }
 
 } // namespace
@@ -37,6 +39,38 @@ void FaultFolder::setScript(const QStringList &script) const
 QString FaultFolder::path(const QString &relative) const
 {
     return directory.filePath(relative);
+}
+
+QString FaultFolder::serviceRoot() const
+{
+#ifdef Q_OS_WIN
+    if (!place.isEmpty())
+        return place;
+#endif
+    return path(QStringLiteral("service"));
+}
+
+bool FaultFolder::placeAt(const QString &newPlace) const
+{
+#ifdef Q_OS_WIN
+    if (!QDir().rename(serviceRoot(), newPlace))
+        return false;
+#else
+    if (!QFile::link(serviceRoot(), newPlace))
+        return false;
+#endif
+    place = newPlace;
+    return true;
+}
+
+bool FaultFolder::takeBack() const
+{
+    const QString from = std::exchange(place, {});
+#ifdef Q_OS_WIN
+    return QDir().rename(from, serviceRoot());
+#else
+    return QFile::remove(from);
+#endif
 }
 
 QString FaultFolder::serviceExe() const
@@ -84,8 +118,16 @@ QList<qint64> FaultFolder::spawned() const
 
 int FaultFolder::startCount() const
 {
-    return static_cast<int>(
-        QDir(serviceRoot()).entryList({QStringLiteral("started-*.txt")}, QDir::Files).size());
+    return static_cast<int>(tokens().size());
+}
+
+QStringList FaultFolder::tokens() const
+{
+    QStringList names =
+        QDir(serviceRoot()).entryList({QStringLiteral("started-*.txt")}, QDir::Files);
+    for (QString &name : names)
+        name = name.section(QLatin1Char('-'), 1).chopped(4);
+    return names;
 }
 
 QStringList FaultFolder::leftovers() const
@@ -104,7 +146,7 @@ QStringList FaultFolder::findLeftovers() const
     const QList<qint64> processes = processesOf(serviceExe());
     for (const qint64 pid : processes)
         found.append(QStringLiteral("process %1").arg(pid));
-    const QStringList pipes = entriesOf(Testing::pipeFolder());
+    const QStringList pipes = pipeNames(tokens());
     for (const QString &name : pipes)
         found.append(QStringLiteral("pipe %1").arg(name));
     const QStringList temporary = entriesOf(path(QStringLiteral("temp")));
@@ -132,12 +174,6 @@ void FaultFolder::release() const
     writeFile(serviceRoot() + QStringLiteral("/go"));
 }
 
-bool isRunning(qint64 pid)
-{
-    const QByteArray state = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    return !state.isEmpty() && !state.contains(") Z ");
-}
-
 void writeFile(const QString &path, const QByteArray &content)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -156,19 +192,4 @@ QStringList entriesOf(const QString &folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::Hidden |
                                   QDir::NoDotAndDotDot);
-}
-
-QList<qint64> processesOf(const QString &executable, const QString &argument)
-{
-    QList<qint64> found;
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString &entry : entries) {
-        bool isPid = false;
-        const qint64 pid = entry.toLongLong(&isPid);
-        const QString process = QStringLiteral("/proc/") + entry;
-        if (isPid && QFile::symLinkTarget(process + QStringLiteral("/exe")) == executable &&
-            readFile(process + QStringLiteral("/cmdline")).contains(argument.toUtf8()))
-            found.append(pid);
-    }
-    return found;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/RepairRequest.h"
+#include "tests/support/SystemState.h"
 
 #include <QString>
 #include <QStringList>
@@ -24,7 +25,7 @@ public:
     /** Path of something below the temporary folder. */
     QString path(const QString &relative) const;
 
-    QString serviceRoot() const { return path(QStringLiteral("service")); }
+    QString serviceRoot() const;
     QString serviceExe() const;
 
     /**
@@ -32,6 +33,14 @@ public:
      * comes needs on a busy machine. Who waits for none shortens it.
      */
     RepairRequest request() const;
+
+    /**
+     * Has a client find the installation at `place`, which is not there yet, until takeBack():
+     * where links are for everybody by one, else the installation goes there.
+     */
+    bool placeAt(const QString &place) const;
+
+    bool takeBack() const;
 
     /** What the service wrote down of its start with this token, line by line. */
     QStringList startRecord(const QString &token) const;
@@ -53,12 +62,11 @@ public:
 
 private:
     QStringList findLeftovers() const;
+    QStringList tokens() const;
 
     QTemporaryDir directory;
+    mutable QString place;
 };
-
-/** There is a process of this id, and it is more than an entry waiting to be reaped. */
-bool isRunning(qint64 pid);
 
 /** Writes a file and the folders above it. */
 void writeFile(const QString &path, const QByteArray &content = {});
@@ -68,6 +76,3 @@ QByteArray readFile(const QString &path);
 
 /** Names of everything in a folder, hidden and special files included. */
 QStringList entriesOf(const QString &folder);
-
-/** Ids of the running processes of this executable whose command line holds `argument`. */
-QList<qint64> processesOf(const QString &executable, const QString &argument = {});

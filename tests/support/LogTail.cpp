@@ -1,10 +1,10 @@
 #include "tests/support/LogTail.h"
 
+#include "tests/support/SystemState.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QRegularExpression>
-
-#include <unistd.h>
 
 namespace {
 
@@ -16,7 +16,7 @@ QString logPath()
 QString readFrom(const QString &path, qint64 start)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return {};
     file.seek(start);
     return QString::fromUtf8(file.readAll());
@@ -54,7 +54,7 @@ QList<LogLine> readLog(const QString &path)
     return parseLog(readFrom(path, 0));
 }
 
-LogTail::LogTail() : start(QFile(logPath()).size()), threadId(static_cast<quint64>(gettid())) {}
+LogTail::LogTail() : start(QFile(logPath()).size()), threadId(currentThreadId()) {}
 
 QList<LogLine> LogTail::lines() const
 {

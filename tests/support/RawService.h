@@ -4,7 +4,10 @@
 
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -17,6 +20,16 @@ class RawService
 public:
     explicit RawService(const QString &executable)
     {
+        // Where the libraries stand beside the program's folder, as the client tells a service.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        const QString libraries = QFileInfo(executable).path() + QStringLiteral("/../../lib/x64");
+        if (QFileInfo::exists(libraries))
+            environment.insert(QStringLiteral("PATH"),
+                               QDir::toNativeSeparators(QDir::cleanPath(libraries)) +
+                                   QDir::listSeparator() +
+                                   environment.value(QStringLiteral("PATH")));
+        process.setProcessEnvironment(environment);
+
         static int counter = 0;
         token = QStringLiteral("%1_raw%2").arg(QCoreApplication::applicationPid()).arg(++counter);
         process.setProgram(executable);

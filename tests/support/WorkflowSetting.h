@@ -21,9 +21,10 @@ public:
     explicit WorkflowSetting(const QStringList &script = {}) : fault(script), probe(window)
     {
         serviceLink = QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-        const QString none = fault.path(QStringLiteral("no service"));
-        QDir().mkpath(none);
-        QFile::link(script.isEmpty() ? none : fault.serviceRoot(), serviceLink);
+        if (script.isEmpty())
+            QDir().mkpath(serviceLink);
+        else
+            fault.placeAt(serviceLink);
         linesBefore = readLog(logPath()).size();
         window.show();
     }
@@ -32,7 +33,8 @@ public:
     {
         fault.release();
         Workers::awaitAll(std::chrono::seconds(30));
-        QFile::remove(serviceLink);
+        if (!QDir().rmdir(serviceLink))
+            fault.takeBack();
     }
 
     WorkflowSetting(const WorkflowSetting &) = delete;

@@ -458,7 +458,7 @@ private Q_SLOTS:
         const FaultFolder fault(held(WorkflowSetting::goodScript(fullMetadata)));
         const QString link =
             QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-        QVERIFY(QFile::link(fault.serviceRoot(), link));
+        QVERIFY(fault.placeAt(link));
         const QString video = fault.path(QStringLiteral("video.mp4"));
         writeFile(video, "video");
         {
@@ -473,7 +473,7 @@ private Q_SLOTS:
                      .filter(QStringLiteral("loadDamagedMetadata success")),
                  QStringList());
         QCOMPARE(fault.leftovers(), QStringList());
-        QVERIFY(QFile::remove(link));
+        QVERIFY(fault.takeBack());
     }
 
 private:

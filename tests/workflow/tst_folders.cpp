@@ -105,9 +105,9 @@ private Q_SLOTS:
     void theWindowsFoldersFollowTheRules()
     {
         const FaultFolder fault;
-        QVERIFY(QFile::link(fault.serviceRoot(), appFolder() + QStringLiteral("/RepairService")));
+        QVERIFY(fault.placeAt(appFolder() + QStringLiteral("/RepairService")));
         QCOMPARE(WindowProbe::serviceRootPath(), appFolder() + QStringLiteral("/RepairService"));
-        QVERIFY(QFile::remove(appFolder() + QStringLiteral("/RepairService")));
+        QVERIFY(fault.takeBack());
         QCOMPARE(
             WindowProbe::serviceRootPath(),
             QDir::cleanPath(appFolder() + QStringLiteral("/../../../../RepairService/install")));

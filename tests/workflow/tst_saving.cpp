@@ -15,9 +15,13 @@
 #include <QPushButton>
 #include <QUrl>
 
+#include <utility>
+
+#ifndef Q_OS_WIN
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <filesystem>
 #include <utility>
@@ -68,6 +72,7 @@ private:
         QTemporaryDir folder;
     };
 
+#ifndef Q_OS_WIN
     /** An output that comes bit by bit: a pipe, which the test writes to. */
     class SlowOutput
     {
@@ -99,11 +104,24 @@ private:
     private:
         int descriptor = -1;
     };
+#endif
 
-    static QString saveTitle() { return QStringLiteral("Save Repaired Video"); }
-    static QString folderTitle() { return QStringLiteral("Select Save Folder"); }
-    static QString complete() { return QStringLiteral("Save Complete"); }
-    static QString failed() { return QStringLiteral("Save Failed"); }
+    static QString saveTitle()
+    {
+        return QStringLiteral("Save Repaired Video");
+    }
+    static QString folderTitle()
+    {
+        return QStringLiteral("Select Save Folder");
+    }
+    static QString complete()
+    {
+        return QStringLiteral("Save Complete");
+    }
+    static QString failed()
+    {
+        return QStringLiteral("Save Failed");
+    }
 
 private Q_SLOTS:
     void namesFollowTheDamagedFile()
@@ -381,6 +399,9 @@ private Q_SLOTS:
         QCOMPARE(setting.saved(), QStringList{QStringLiteral("a.mp4")});
     }
 
+#ifndef Q_OS_WIN
+    // A pipe is a file here, and can be as slow as wanted.
+
     void aLongCopyIsShownAndMayEndWell()
     {
         Setting setting;
@@ -517,6 +538,7 @@ private Q_SLOTS:
         QVERIFY2(beatsOfQuietWait > 5, qPrintable(QString::number(beatsOfQuietWait)));
         QVERIFY2(beats > 5, qPrintable(QString::number(beats)));
     }
+#endif
 
     void progressCountsBytesOverAllFiles()
     {

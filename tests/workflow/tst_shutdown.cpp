@@ -144,7 +144,7 @@ private Q_SLOTS:
         const FaultFolder folder({QStringLiteral("serve"), QStringLiteral("ignoreTerminate"),
                                   QStringLiteral("output photoPath held"),
                                   QStringLiteral("forever")});
-        QVERIFY(QFile::link(folder.serviceRoot(), serviceLink()));
+        QVERIFY(folder.placeAt(serviceLink()));
         MainWindow window;
         WindowProbe probe(window);
         window.show();

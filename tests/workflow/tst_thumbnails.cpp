@@ -20,12 +20,12 @@ private:
         explicit Setting(const QStringList &script) : fault(script), probe(window)
         {
             serviceLink = QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-            QFile::link(fault.serviceRoot(), serviceLink);
+            fault.placeAt(serviceLink);
         }
         ~Setting()
         {
             finish();
-            QFile::remove(serviceLink);
+            fault.takeBack();
         }
         Setting(const Setting &) = delete;
         Setting &operator=(const Setting &) = delete;
@@ -404,7 +404,7 @@ private Q_SLOTS:
         const FaultFolder fault(held());
         const QString link =
             QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-        QVERIFY(QFile::link(fault.serviceRoot(), link));
+        QVERIFY(fault.placeAt(link));
         const QString video = fault.path(QStringLiteral("video.mp4"));
         writeFile(video);
         {
@@ -416,7 +416,7 @@ private Q_SLOTS:
         QVERIFY(Workers::awaitAll(std::chrono::seconds(30)));
         QCoreApplication::processEvents();
         QCOMPARE(fault.leftovers(), QStringList());
-        QVERIFY(QFile::remove(link));
+        QVERIFY(fault.takeBack());
     }
 
     void theLocalServiceMakesARealPicture()
@@ -426,7 +426,7 @@ private Q_SLOTS:
         Footage::make(video, {});
         const QString link =
             QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-        QVERIFY(QFile::link(QStringLiteral(VELLUMIX_SERVICE_ROOT), link));
+        QVERIFY(placeFolder(QStringLiteral(VELLUMIX_SERVICE_ROOT), link));
         MainWindow window;
         WindowProbe probe(window);
         probe.requestThumbnail(video, video, false);
@@ -435,7 +435,7 @@ private Q_SLOTS:
         QCOMPARE(reader.format(), QByteArray("jpeg"));
         QVERIFY(!reader.read().isNull());
         QVERIFY(Workers::awaitAll(std::chrono::seconds(30)));
-        QVERIFY(QFile::remove(link));
+        removePlaced(link);
     }
 };
 
