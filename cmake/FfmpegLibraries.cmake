@@ -14,7 +14,7 @@ else()
     find_path(VELLUMIX_FFMPEG_INCLUDE libavformat/avformat.h
         PATHS "${VELLUMIX_FFMPEG_ROOT}/include" NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
     target_include_directories(vellumix_ffmpeg SYSTEM INTERFACE "${VELLUMIX_FFMPEG_INCLUDE}")
-    foreach(name IN ITEMS avformat avcodec swscale avutil)
+    foreach(name IN ITEMS avformat avcodec swresample swscale avutil)
         find_library(VELLUMIX_FFMPEG_${name} ${name}
             PATHS "${VELLUMIX_FFMPEG_ROOT}/lib" NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
         target_link_libraries(vellumix_ffmpeg INTERFACE "${VELLUMIX_FFMPEG_${name}}")

@@ -21,6 +21,9 @@ endif()
 target_compile_definitions(vellumix_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
     QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+if(MINGW)
+    target_link_options(vellumix_options INTERFACE $<$<CONFIG:Release>:-s>)
+endif()
 if(WIN32)
     # Calls take wide characters; headers leave out what is rarely wanted, min and max among it.
     target_compile_definitions(vellumix_options INTERFACE

@@ -239,8 +239,10 @@ private:
         listening.reset();
         if (state == Operation::State::Done)
             return true;
-        // One that came and went already, or the end of the thread that waited: from the start.
-        DisconnectNamedPipe(pipe);
+        // At the end of the thread that has begun to wait, the system gives the wait up, and that
+        // alone. A client that came and went already has to be parted from.
+        if (listening.error != ERROR_OPERATION_ABORTED)
+            DisconnectNamedPipe(pipe);
         return false;
     }
 

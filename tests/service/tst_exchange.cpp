@@ -369,8 +369,10 @@ private Q_SLOTS:
              {std::tuple(call.pipes.records[0], names.returnPipe(), 1),
               std::tuple(call.pipes.records[1], names.receivePipe(), 0)}) {
             QCOMPARE(QString::fromUtf8(record.serverName), name);
-            QCOMPARE(QString::fromUtf8(record.localPath), call.request.configDir);
-            QCOMPARE(QString::fromUtf8(record.logPath), call.request.logDir);
+            QCOMPARE(QString::fromUtf8(record.localPath),
+                     QDir::toNativeSeparators(call.request.configDir));
+            QCOMPARE(QString::fromUtf8(record.logPath),
+                     QDir::toNativeSeparators(call.request.logDir));
             QCOMPARE(int{record.isRead}, isRead);
         }
         QVERIFY(call.pipes.reads > 1);

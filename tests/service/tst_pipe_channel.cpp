@@ -2,6 +2,7 @@
 #include "tests/support/LogTail.h"
 #include "tests/support/TestCase.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 
 #include <limits>
@@ -65,8 +66,8 @@ private Q_SLOTS:
     void recordBytes()
     {
         QByteArray expected(1179, '\0');
-        expected.replace(64, 4, "/cfg");
-        expected.replace(576, 4, "/log");
+        expected.replace(64, 4, QDir::toNativeSeparators(QStringLiteral("/cfg")).toUtf8());
+        expected.replace(576, 4, QDir::toNativeSeparators(QStringLiteral("/log")).toUtf8());
         expected[1101] = 1;
         expected[1159] = 10;
         const QByteArray name = QStringLiteral("pipe-ä").toUtf8();

@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cstdio>
+
 /**
  * Base of all tests: a warning, of Qt's or a test's own, fails the test. Left out is the one that
  * the platform without a display gives for every dialog of a limited size.
@@ -34,6 +36,10 @@ namespace Testing {
 template <typename Test, typename Application = QCoreApplication>
 int run(int argc, char *argv[])
 {
+#ifdef Q_OS_WIN
+    // Nothing that was written is lost when a program does not end as it should.
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+#endif
     QTemporaryDir runtimeDir;
     qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toUtf8());
     qputenv("QTEST_FUNCTION_TIMEOUT", "60000");
