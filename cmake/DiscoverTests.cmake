@@ -1,5 +1,5 @@
 # Writes a ctest file with an entry for each function of a Qt test program.
-# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, EMULATOR (what runs the
+# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, LOCK, EMULATOR (what runs the
 # program, if it does not run by itself).
 
 set(command "${PROGRAM}")
@@ -22,6 +22,6 @@ foreach(function IN LISTS functions)
     string(APPEND content
         "add_test([==[${NAME}.${function}]==] ${quoted} [==[${function}]==])\n"
         "set_tests_properties([==[${NAME}.${function}]==] PROPERTIES "
-        "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==])\n")
+        "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==] RESOURCE_LOCK [==[${LOCK}]==])\n")
 endforeach()
 file(WRITE "${LIST}" "${content}")

@@ -19,10 +19,16 @@ function(vellumix_add_test name)
     if(arg_UNLISTED)
         return()
     endif()
+    # Lines that several processes append to one file at a time are whole on Linux alone. Tests with
+    # a window have a log of their own.
+    set(lock "")
+    if(WIN32 AND arg_SOURCES MATCHES "^(app|engine|service)/")
+        set(lock log)
+    endif()
     if(NOT arg_EACH)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES
-            LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}")
+            LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}" RESOURCE_LOCK "${lock}")
         return()
     endif()
 
@@ -32,7 +38,7 @@ function(vellumix_add_test name)
         COMMAND ${CMAKE_COMMAND}
             -D PROGRAM=$<TARGET_FILE:${name}> -D NAME=${name} -D LIST=${list}
             "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
-            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}"
+            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}" "-DLOCK=${lock}"
             -P "${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake"
         VERBATIM)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${list}")

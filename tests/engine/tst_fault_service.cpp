@@ -43,7 +43,8 @@ private Q_SLOTS:
         RawService service(executable());
         QVERIFY(start(service, "behave"));
         QCOMPARE(service.waitForEnd(), 99);
-        QCOMPARE(service.process.readAllStandardError(), QByteArray("unknown line: behave\n"));
+        QCOMPARE(service.process.readAllStandardError().trimmed(),
+                 QByteArray("unknown line: behave"));
     }
 
     void diesBySignal()

@@ -64,7 +64,8 @@ private:
     bool isWriting() const
     {
 #ifdef Q_OS_WIN
-        const QFileInfoList unfinished = QDir(outputFolder()).entryInfoList(QDir::Files);
+        const QFileInfoList unfinished =
+            QDir(outputFolder()).entryInfoList(QDir::Files | QDir::Hidden);
         return !unfinished.isEmpty() && unfinished.first().size() > 0;
 #else
         const QString folder = QStringLiteral("/proc/%1/fd/").arg(service.process.processId());
@@ -295,7 +296,7 @@ private Q_SLOTS:
         QVERIFY(shell.waitForFinished());
         QVERIFY(
             QTest::qWaitFor([&] { return processesOf(executable(), service.token).isEmpty(); }));
-        QVERIFY(hasNoPipes(service));
+        QVERIFY(QTest::qWaitFor([&] { return hasNoPipes(service); }));
     }
 
     void writesItsOwnLog()

@@ -20,6 +20,17 @@ const QByteArray lineEnd = "\r\n";
 const QByteArray lineEnd = "\n";
 #endif
 
+QString native(const QString &path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
+/** A path as it stands inside a JSON text. */
+QString inJson(const QString &path)
+{
+    return native(path).replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+}
+
 /** A fault service with a video to ask about. */
 struct Setting
 {
@@ -40,9 +51,9 @@ struct Setting
     QJsonObject directories(int method) const
     {
         return {{QStringLiteral("method"), method},
-                {QStringLiteral("logPath"), request.logDir},
-                {QStringLiteral("config"), request.configDir},
-                {QStringLiteral("tempPath"), request.tempDir}};
+                {QStringLiteral("logPath"), native(request.logDir)},
+                {QStringLiteral("config"), native(request.configDir)},
+                {QStringLiteral("tempPath"), native(request.tempDir)}};
     }
 
     FaultFolder folder;
@@ -78,8 +89,8 @@ private Q_SLOTS:
         const RepairResponse response = RepairClient().repair(setting.request);
         QVERIFY(response.ok);
         QJsonObject expected = setting.directories(0);
-        expected.insert(QStringLiteral("damagedPath"), setting.video);
-        expected.insert(QStringLiteral("outFilePath"), setting.request.outFilePath);
+        expected.insert(QStringLiteral("damagedPath"), native(setting.video));
+        expected.insert(QStringLiteral("outFilePath"), native(setting.request.outFilePath));
         QCOMPARE(Setting::sent(response), expected);
         QVERIFY(QDir(setting.folder.path(QStringLiteral("out"))).exists());
         // The exchange's own lines are all that a repair leaves.
@@ -98,9 +109,9 @@ private Q_SLOTS:
         const RepairResponse response = RepairClient().repair(setting.request);
         QVERIFY(response.ok);
         QJsonObject expected = setting.directories(1);
-        expected.insert(QStringLiteral("damagedPath"), setting.video);
-        expected.insert(QStringLiteral("outFilePath"), setting.request.outFilePath);
-        expected.insert(QStringLiteral("samplePath"), setting.request.samplePath);
+        expected.insert(QStringLiteral("damagedPath"), native(setting.video));
+        expected.insert(QStringLiteral("outFilePath"), native(setting.request.outFilePath));
+        expected.insert(QStringLiteral("samplePath"), native(setting.request.samplePath));
         QCOMPARE(Setting::sent(response), expected);
     }
 
@@ -112,8 +123,8 @@ private Q_SLOTS:
         QCOMPARE(begin.mid(begin.indexOf(QLatin1Char('{'))),
                  QStringLiteral("{\"config\":\"%1\",\"logPath\":\"%2\",\"method\":107,"
                                 "\"tempPath\":\"%3\",\"videoPath\":\"%4\"}")
-                     .arg(setting.request.configDir, setting.request.logDir,
-                          setting.request.tempDir, setting.video));
+                     .arg(inJson(setting.request.configDir), inJson(setting.request.logDir),
+                          inJson(setting.request.tempDir), inJson(setting.video)));
     }
 
     void repairWaitsAsLongAsTheRequestSays()
@@ -200,7 +211,7 @@ private Q_SLOTS:
             RepairClient().extractMetadata(setting.request, setting.video);
         QVERIFY(response.ok);
         QJsonObject expected = setting.directories(107);
-        expected.insert(QStringLiteral("videoPath"), setting.video);
+        expected.insert(QStringLiteral("videoPath"), native(setting.video));
         QCOMPARE(Setting::sent(response), expected);
         const QStringList log = setting.log.texts();
         QCOMPARE(log.first(),
@@ -260,10 +271,11 @@ private Q_SLOTS:
         const RepairResponse response =
             RepairClient().extractFirstFrameScale(setting.request, setting.video, photo, 2);
         QVERIFY(response.ok);
-        QCOMPARE(Setting::sent(response), QJsonObject({{QStringLiteral("method"), 101},
-                                                       {QStringLiteral("videoPath"), setting.video},
-                                                       {QStringLiteral("photoPath"), photo},
-                                                       {QStringLiteral("scale"), 2}}));
+        QCOMPARE(Setting::sent(response),
+                 QJsonObject({{QStringLiteral("method"), 101},
+                              {QStringLiteral("videoPath"), native(setting.video)},
+                              {QStringLiteral("photoPath"), native(photo)},
+                              {QStringLiteral("scale"), 2}}));
         QVERIFY(QDir(setting.request.logDir).exists());
         QVERIFY(QDir(setting.request.tempDir).exists());
         const QStringList log = setting.log.texts();
@@ -388,12 +400,13 @@ private Q_SLOTS:
                                      .value(QStringLiteral("request"))
                                      .toObject();
         QCOMPARE(sent,
-                 QJsonObject({{QStringLiteral("method"), 107},
-                              {QStringLiteral("logPath"), app.folder() + QStringLiteral("/Logs")},
-                              {QStringLiteral("tempPath"), app.folder() + QStringLiteral("/Temp")},
-                              {QStringLiteral("config"),
-                               setting.folder.serviceRoot() + QStringLiteral("/config")},
-                              {QStringLiteral("videoPath"), setting.video}}));
+                 QJsonObject(
+                     {{QStringLiteral("method"), 107},
+                      {QStringLiteral("logPath"), native(app.folder() + QStringLiteral("/Logs"))},
+                      {QStringLiteral("tempPath"), native(app.folder() + QStringLiteral("/Temp"))},
+                      {QStringLiteral("config"),
+                       native(setting.folder.serviceRoot() + QStringLiteral("/config"))},
+                      {QStringLiteral("videoPath"), native(setting.video)}}));
         QVERIFY(QDir(app.folder() + QStringLiteral("/Temp")).exists());
         QCOMPARE(setting.folder.leftovers(), QStringList());
     }
@@ -445,7 +458,7 @@ private Q_SLOTS:
                                {QStringLiteral("logDir"), setting.request.logDir},
                                {QStringLiteral("tempDir"), setting.request.tempDir},
                                {QStringLiteral("configDir"), setting.request.configDir},
-                               {QStringLiteral("videoPath"), setting.video}};
+                               {QStringLiteral("videoPath"), native(setting.video)}};
         QCOMPARE(app.run({QStringLiteral("call"), QStringLiteral("metadata"),
                           QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact))}),
                  0);
@@ -508,9 +521,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::newRow("blanks") << QStringLiteral("my  holiday clip .mp4");
         QTest::newRow("placeholder") << QStringLiteral("100%1 %2.mp4");
+#ifndef Q_OS_WIN
+        // No names of that system's.
         QTest::newRow("quotes") << QStringLiteral("a\"b'c.mp4");
         QTest::newRow("line break") << QStringLiteral("a\nb.mp4");
         QTest::newRow("backslash") << QStringLiteral("a\\b.mp4");
+#endif
         QTest::newRow("other letters") << QStringLiteral("视频 Ärger видео 😀.mp4");
     }
 
@@ -522,7 +538,8 @@ private Q_SLOTS:
         writeFile(video);
         const RepairResponse response = RepairClient().extractMetadata(setting.request, video);
         QVERIFY(response.ok);
-        QCOMPARE(Setting::sent(response).value(QStringLiteral("videoPath")).toString(), video);
+        QCOMPARE(Setting::sent(response).value(QStringLiteral("videoPath")).toString(),
+                 native(video));
         QCOMPARE(setting.log.texts().first(),
                  QStringLiteral("INFO extractMetadata begin, videoPath=") + video);
     }

@@ -9,8 +9,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cstdio>
-
 /**
  * Base of all tests: a warning, of Qt's or a test's own, fails the test. Left out is the one that
  * the platform without a display gives for every dialog of a limited size.
@@ -19,11 +17,23 @@ class TestCase : public QObject
 {
     Q_OBJECT
 
+private:
+    static QString harmless()
+    {
+        const QString sizeHints = QStringLiteral("This plugin does not support propagateSizeHints");
+#ifdef Q_OS_WIN
+        // The system holds a program's file and folder for a moment after its process has ended.
+        return sizeHints + QStringLiteral("|QTemporaryDir: Unable to remove");
+#else
+        return sizeHints;
+#endif
+    }
+
 private Q_SLOTS:
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(
-            QStringLiteral("^(?!This plugin does not support propagateSizeHints)")));
+        QTest::failOnWarning(
+            QRegularExpression(QStringLiteral("^(?!") + harmless() + QLatin1Char(')')));
     }
 };
 
@@ -36,10 +46,6 @@ namespace Testing {
 template <typename Test, typename Application = QCoreApplication>
 int run(int argc, char *argv[])
 {
-#ifdef Q_OS_WIN
-    // Nothing that was written is lost when a program does not end as it should.
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
-#endif
     QTemporaryDir runtimeDir;
     qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toUtf8());
     qputenv("QTEST_FUNCTION_TIMEOUT", "60000");

@@ -40,13 +40,13 @@ public:
     WorkflowSetting(const WorkflowSetting &) = delete;
     WorkflowSetting &operator=(const WorkflowSetting &) = delete;
 
-    /** A video that is as good as any for the fault service. */
+    /** A video that is as good as any for the fault service; its path as the window keeps it. */
     QString file(const QString &name, const QByteArray &content = "video") const
     {
-        QString path = fault.path(QStringLiteral("videos/") + name);
+        const QString path = fault.path(QStringLiteral("videos/") + name);
         if (!QFile::exists(path))
             writeFile(path, content);
-        return path;
+        return QDir::toNativeSeparators(path);
     }
 
     QStringList files(const QStringList &names) const

@@ -28,7 +28,8 @@ private Q_SLOTS:
         const QString app = temporary.filePath(QStringLiteral("a/b/c/d/app"));
         QVERIFY(QDir().mkpath(app + QStringLiteral("/RepairService")));
         QVERIFY(QDir().mkpath(temporary.filePath(QStringLiteral("RepairService/install"))));
-        QCOMPARE(DataFolders::serviceRoot(app), app + QStringLiteral("/RepairService"));
+        QCOMPARE(DataFolders::serviceRoot(app),
+                 QDir::toNativeSeparators(app + QStringLiteral("/RepairService")));
     }
 
     void aFileOfThatNameCountsAsWell()
@@ -36,14 +37,15 @@ private Q_SLOTS:
         const QTemporaryDir temporary;
         writeFile(temporary.filePath(QStringLiteral("RepairService")));
         QCOMPARE(DataFolders::serviceRoot(temporary.path()),
-                 temporary.filePath(QStringLiteral("RepairService")));
+                 QDir::toNativeSeparators(temporary.filePath(QStringLiteral("RepairService"))));
     }
 
     void withoutItTheLastPlaceIsNamedUnchecked()
     {
         const QTemporaryDir temporary;
-        QCOMPARE(DataFolders::serviceRoot(temporary.filePath(QStringLiteral("a/b/c/app"))),
-                 temporary.filePath(QStringLiteral("RepairService/install")));
+        QCOMPARE(
+            DataFolders::serviceRoot(temporary.filePath(QStringLiteral("a/b/c/app"))),
+            QDir::toNativeSeparators(temporary.filePath(QStringLiteral("RepairService/install"))));
     }
 
     void dataFolderIsBelowThePublicProfile()
@@ -106,11 +108,12 @@ private Q_SLOTS:
     {
         const FaultFolder fault;
         QVERIFY(fault.placeAt(appFolder() + QStringLiteral("/RepairService")));
-        QCOMPARE(WindowProbe::serviceRootPath(), appFolder() + QStringLiteral("/RepairService"));
+        QCOMPARE(WindowProbe::serviceRootPath(),
+                 QDir::toNativeSeparators(appFolder() + QStringLiteral("/RepairService")));
         QVERIFY(fault.takeBack());
-        QCOMPARE(
-            WindowProbe::serviceRootPath(),
-            QDir::cleanPath(appFolder() + QStringLiteral("/../../../../RepairService/install")));
+        QCOMPARE(WindowProbe::serviceRootPath(),
+                 QDir::toNativeSeparators(QDir::cleanPath(
+                     appFolder() + QStringLiteral("/../../../../RepairService/install"))));
         QCOMPARE(WindowProbe::logFolderPath(), appFolder() + QStringLiteral("/Logs"));
         QCOMPARE(WindowProbe::publicDataPath(),
                  qEnvironmentVariable("PUBLIC") + QStringLiteral("/Vellumix/Tessaly"));

@@ -11,7 +11,11 @@ class MetadataLabelsTest : public TestCase
     Q_OBJECT
 
 private:
+#ifdef Q_OS_WIN
+    const QString path = QStringLiteral("C:/films/broken.mp4");
+#else
     const QString path = QStringLiteral("/films/broken.mp4");
+#endif
     const QJsonObject known{{QStringLiteral("video_frame_rate"), 29.97},
                             {QStringLiteral("width"), 1920},
                             {QStringLiteral("height"), 1080},

@@ -130,11 +130,15 @@ private Q_SLOTS:
         row("a dot in the base name", "r.b.mp4", "r.b.mp4|r.b_2.mp4|r_2.mp4|r_b.mp4",
             "r.b.mp4|r.b_2.mp4");
         row("no suffix", "r", "r|r_2|r_3.mp4|r.mp4|r2|rx_2", "r|r_2|r_3.mp4");
+#ifndef Q_OS_WIN
         row("a star in the suffix", "r.m*", "r.m*|r_2.m*|r_2.mp4", "r.m*|r_2.m*");
         row("a question mark in the suffix", "r.mp?", "r.mp?|r_2.mp?|r_2.mp4", "r.mp?|r_2.mp?");
+#endif
         row("brackets in the suffix", "r.[m]", "r.[m]|r_2.[m]|r_2.m", "r.[m]|r_2.[m]");
+#ifndef Q_OS_WIN
         row("wildcards in the base name", "r*[1].mp4", "r*[1].mp4|r*[1]_2.mp4|rx1_2.mp4",
             "r*[1].mp4|r*[1]_2.mp4");
+#endif
         row("not Latin", "видео.mp4", "видео.mp4|видео_二.mp4", "видео.mp4|видео_二.mp4");
         row("like a placeholder", "r%1.mp4", "r%1.mp4|r%1_%2.mp4", "r%1.mp4|r%1_%2.mp4");
     }

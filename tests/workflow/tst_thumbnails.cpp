@@ -32,10 +32,10 @@ private:
 
         QString video(int number = 1) const
         {
-            QString path = fault.path(QStringLiteral("video %1.mp4").arg(number));
+            const QString path = fault.path(QStringLiteral("video %1.mp4").arg(number));
             if (!QFile::exists(path))
                 writeFile(path, "video");
-            return path;
+            return QDir::toNativeSeparators(path);
         }
 
         void request(const QString &key, bool isResult = false)
