@@ -468,8 +468,8 @@ private Q_SLOTS:
         const QString payload =
             QStringLiteral("{\"config\":\"%1\",\"logPath\":\"%2\",\"method\":107,"
                            "\"tempPath\":\"%3\",\"videoPath\":\"%4\"}")
-                .arg(setting.request.configDir, setting.request.logDir, setting.request.tempDir,
-                     setting.video);
+                .arg(inJson(setting.request.configDir), inJson(setting.request.logDir),
+                     inJson(setting.request.tempDir), inJson(setting.video));
         const QList<LogLine> log = app.log();
         const QString token = log.value(4).message.section(QLatin1Char(' '), -1);
         const QString answer = QStringLiteral("{\"err_code\":0,\"token\":\"%1\",\"request\":%2\n}")
@@ -477,7 +477,9 @@ private Q_SLOTS:
         RepairRequest request = setting.request;
         request.timeoutSeconds = 120;
         ExpectedLog expected(setting.folder, request, token);
-        expected.line(QStringLiteral("INFO extractMetadata begin, videoPath=%1").arg(setting.video))
+        expected
+            .line(QStringLiteral("INFO extractMetadata begin, videoPath=%1")
+                      .arg(native(setting.video)))
             .begin(107, payload)
             .prepared()
             .started();

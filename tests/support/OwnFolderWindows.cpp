@@ -64,15 +64,17 @@ Testing::OwnFolder::OwnFolder(char * /*argv*/[])
     }
     const fs::path programs = program.parent_path();
     fs::create_directories(programs / "folders");
-    const fs::path own = programs / "folders" / std::to_string(GetCurrentProcessId());
-    std::error_code ignored;
-    fs::remove_all(own, ignored);
-    fs::create_directory(own);
+    // Numbers of processes come again soon, and a folder may stay a moment longer than its program.
+    fs::path own;
+    for (int i = 0; own.empty() || !fs::create_directory(own); ++i)
+        own = programs / "folders" /
+              (std::to_string(GetCurrentProcessId()) + "-" + std::to_string(i));
     for (const fs::path &name :
          {program.filename(), fs::path("TarnCommunicationSDK.dll"), fs::path("TarnLogSDK.dll")})
         fs::create_hard_link(programs / name, own / name);
     SetEnvironmentVariableW(L"VELLUMIX_TEST_PROGRAMS", programs.generic_wstring().c_str());
     const int code = runInstead(own / program.filename());
+    std::error_code ignored;
     fs::remove_all(own, ignored);
     std::_Exit(code);
 }

@@ -48,7 +48,12 @@ int run(int argc, char *argv[])
 {
     QTemporaryDir runtimeDir;
     qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toUtf8());
+#ifdef Q_OS_WIN
+    // Under Wine, many processes and files cost more.
+    qputenv("QTEST_FUNCTION_TIMEOUT", "300000");
+#else
     qputenv("QTEST_FUNCTION_TIMEOUT", "60000");
+#endif
     Application application(argc, argv);
     Test test;
     return QTest::qExec(&test, argc, argv);
@@ -65,6 +70,8 @@ int runWindowTest(int argc, char *argv[])
     const OwnFolder ownFolder(argv);
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Tests drive the toolkit's own dialogs.
+    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
     QTemporaryDir publicFolder;
     qputenv("PUBLIC", publicFolder.path().toUtf8());
     return run<Test, QApplication>(argc, argv);

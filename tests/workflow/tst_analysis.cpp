@@ -50,12 +50,12 @@ private:
     {
         const QString root =
             QCoreApplication::applicationDirPath() + QStringLiteral("/RepairService");
-        return {
-            QStringLiteral("INFO loadDamagedMetadata begin, filePath=") + path,
-            QStringLiteral("INFO loadDamagedMetadata request, serviceRoot=%1, "
-                           "configPath=%1/config, logPath=%2/Logs, "
-                           "tempPath=%3/Vellumix/Tessaly")
-                .arg(root, QCoreApplication::applicationDirPath(), qEnvironmentVariable("PUBLIC"))};
+        return {QStringLiteral("INFO loadDamagedMetadata begin, filePath=") + path,
+                QStringLiteral("INFO loadDamagedMetadata request, serviceRoot=%1, "
+                               "configPath=%2/config, logPath=%3/Logs, "
+                               "tempPath=%4/Vellumix/Tessaly")
+                    .arg(QDir::toNativeSeparators(root), root,
+                         QCoreApplication::applicationDirPath(), qEnvironmentVariable("PUBLIC"))};
     }
 
     static QString firstDetail(WorkflowSetting &setting)

@@ -37,7 +37,7 @@ QString plainDetail(const QString &path)
 
 QString fileNameOf(const QString &path)
 {
-    return path.section(QLatin1Char('/'), -1);
+    return QFileInfo(path).fileName();
 }
 
 /** All that an import may change, as text. */
@@ -668,12 +668,14 @@ private Q_SLOTS:
     void namesGoThroughUnharmed_data()
     {
         QTest::addColumn<QString>("name");
-        const QStringList names{
-            QStringLiteral("with blanks  two.mp4"), QStringLiteral("it's \"quoted\".mp4"),
-            QStringLiteral("100 %1 %2 %L1 %n.mp4"), QStringLiteral("two\nlines.mp4"),
-            QStringLiteral("видео 二 فيديو.mp4"),   QStringLiteral("<b>bold</b>.mp4"),
-            QStringLiteral("a & b && &c.mp4"),      QStringLiteral(" blank in front.mp4"),
-            QStringLiteral("back\\slash.mp4"),      QStringLiteral("🎬.mp4")};
+        QStringList names{
+            QStringLiteral("with blanks  two.mp4"), QStringLiteral("100 %1 %2 %L1 %n.mp4"),
+            QStringLiteral("видео 二 فيديو.mp4"),   QStringLiteral("a & b && &c.mp4"),
+            QStringLiteral(" blank in front.mp4"),  QStringLiteral("🎬.mp4")};
+#ifndef Q_OS_WIN
+        names += {QStringLiteral("it's \"quoted\".mp4"), QStringLiteral("two\nlines.mp4"),
+                  QStringLiteral("<b>bold</b>.mp4"), QStringLiteral("back\\slash.mp4")};
+#endif
         for (const QString &name : names)
             QTest::newRow(qPrintable(name.simplified())) << name;
     }
@@ -703,7 +705,10 @@ private Q_SLOTS:
 
     void listsOfAnyLengthScrollAsIfAllRowsWereThere();
     void filesAddedOutOfSightMakeTheListLonger();
+#ifndef Q_OS_WIN
+    // Line breaks are no part of names there.
     void everyNameTakesOneLine();
+#endif
     void aNameThatDoesNotFitIsInTheToolTip();
 };
 
@@ -909,6 +914,7 @@ void ImportTest::filesAddedOutOfSightMakeTheListLonger()
              QStringLiteral("video 150.mp4"));
 }
 
+#ifndef Q_OS_WIN
 void ImportTest::everyNameTakesOneLine()
 {
     WorkflowSetting setting;
@@ -928,6 +934,7 @@ void ImportTest::everyNameTakesOneLine()
     }
     QVERIFY(!setting.list(1)->horizontalScrollBar()->isVisible());
 }
+#endif
 
 void ImportTest::aNameThatDoesNotFitIsInTheToolTip()
 {

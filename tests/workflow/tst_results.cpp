@@ -697,8 +697,7 @@ private:
                      previewAction;
         else if (status != waiting && status != repairing && !run.advancedRun)
             action = advancedAction;
-        QStringList texts{damaged.section(QLatin1Char('/'), -1), status,
-                          isOk ? okStyle : openStyle};
+        QStringList texts{QFileInfo(damaged).fileName(), status, isOk ? okStyle : openStyle};
         if (!action.isEmpty())
             texts.append(action);
         return texts.join(QLatin1Char('|'));
