@@ -14,7 +14,10 @@ private:
     {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+#ifndef Q_OS_WIN
+        // There the program holds its system's platform alone.
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+#endif
         environment.insert(QStringLiteral("QT_LOGGING_RULES"), loggingRules);
         process.setProcessEnvironment(environment);
         process.start(app.program());

@@ -66,8 +66,11 @@ bool FaultFolder::placeAt(const QString &newPlace) const
 bool FaultFolder::takeBack() const
 {
     const QString from = std::exchange(place, {});
+    if (from.isEmpty())
+        return false;
 #ifdef Q_OS_WIN
-    return QDir().rename(from, serviceRoot());
+    // The system holds a program's folder for a moment after its process has ended.
+    return QTest::qWaitFor([&] { return QDir().rename(from, serviceRoot()); });
 #else
     return QFile::remove(from);
 #endif

@@ -117,7 +117,8 @@ private:
     {
         QStringList paths;
         for (const QJsonObject &object : payloads(setting))
-            paths.append(object.value(QStringLiteral("outFilePath")).toString());
+            paths.append(
+                QDir::fromNativeSeparators(object.value(QStringLiteral("outFilePath")).toString()));
         return paths;
     }
 
@@ -470,9 +471,12 @@ private Q_SLOTS:
         QVERIFY(!payload.contains(QStringLiteral("samplePath")));
         QCOMPARE(setting.fullLog(QStringLiteral("method=0, timeoutSeconds=900, ")).size(), 1);
         const RepairRequest request = setting.probe.makeRepairRequest();
-        QCOMPARE(payload.value(QStringLiteral("tempPath")).toString(), request.tempDir);
-        QCOMPARE(payload.value(QStringLiteral("logPath")).toString(), request.logDir);
-        QCOMPARE(payload.value(QStringLiteral("config")).toString(), request.configDir);
+        QCOMPARE(payload.value(QStringLiteral("tempPath")).toString(),
+                 QDir::toNativeSeparators(request.tempDir));
+        QCOMPARE(payload.value(QStringLiteral("logPath")).toString(),
+                 QDir::toNativeSeparators(request.logDir));
+        QCOMPARE(payload.value(QStringLiteral("config")).toString(),
+                 QDir::toNativeSeparators(request.configDir));
     }
 
     void anAdvancedRequest()
