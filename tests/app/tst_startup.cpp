@@ -31,7 +31,10 @@ private:
         return hasLogged && runs ? app.log() : QList<LogLine>();
     }
 
-    static QString client() { return QStringLiteral(VELLUMIX_CLIENT); }
+    static QString client()
+    {
+        return QStringLiteral(VELLUMIX_CLIENT);
+    }
 
 private Q_SLOTS:
     void logsItsStart()
