@@ -20,13 +20,12 @@ class TestCase : public QObject
 private:
     static QString harmless()
     {
-        const QString sizeHints = QStringLiteral("This plugin does not support propagateSizeHints");
+        QString messages = QStringLiteral("This plugin does not support propagateSizeHints");
 #ifdef Q_OS_WIN
         // The system holds a program's file and folder for a moment after its process has ended.
-        return sizeHints + QStringLiteral("|QTemporaryDir: Unable to remove");
-#else
-        return sizeHints;
+        messages += QStringLiteral("|QTemporaryDir: Unable to remove");
 #endif
+        return messages;
     }
 
 private Q_SLOTS:
