@@ -155,7 +155,7 @@ DamagedFile Damage::zeroedHead(const QByteArray &original, qsizetype size)
 DamagedFile Damage::zeroedBlocks(const QByteArray &original, int count, qsizetype size,
                                  unsigned seed)
 {
-    constexpr qsizetype head = 64 * 1024;
+    constexpr qsizetype head = qsizetype{64} * 1024;
     DamagedFile file(original);
     std::mt19937 generator(seed);
     const auto room = static_cast<std::uint64_t>(std::max<qsizetype>(original.size() - head, 1));

@@ -70,8 +70,7 @@ const Master &masterNamed(const QString &name)
 
 QString makeMaster(const Master &master, const QString &folder, int seconds)
 {
-    const QString path =
-        QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(master.name));
+    QString path = QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(master.name));
     QDir().mkpath(folder);
     // Several programs at a time may want it.
     QLockFile lock(path + QStringLiteral(".lock"));

@@ -122,7 +122,7 @@ private:
             QStringList outputs;
             QStringList sources;
             for (const auto &[damaged, output] : names) {
-                sources.append(file(damaged, QByteArray(1536 * 1024, 'd')));
+                sources.append(file(damaged, QByteArray(qsizetype{1536} * 1024, 'd')));
                 outputs.append(fault.path(QStringLiteral("outputs/") + output));
                 writeFile(outputs.last(), "repaired");
             }
@@ -373,7 +373,7 @@ private Q_SLOTS:
         Setting setting;
         setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")},
                             {QStringLiteral("b.mov"), QStringLiteral("2.mp4")}});
-        writeFile(setting.file(QStringLiteral("b.mov")), QByteArray(1024 * 1024, 'b'));
+        writeFile(setting.file(QStringLiteral("b.mov")), QByteArray(qsizetype{1024} * 1024, 'b'));
         setting.show([](PreviewDialog *dialog) {
             PreviewCard *second = cardsOf(dialog)[1];
             second->checkBox()->setChecked(false);

@@ -15,8 +15,6 @@
 #include <QPushButton>
 #include <QUrl>
 
-#include <utility>
-
 #ifndef Q_OS_WIN
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -429,9 +427,9 @@ private Q_SLOTS:
     void theDialogTellsHowMuchOfAllIsCopied()
     {
         Setting setting;
-        setting.addOutput(QStringLiteral("a.mov"), QByteArray(3 * 1024 * 1024, 'a'));
+        setting.addOutput(QStringLiteral("a.mov"), QByteArray(qsizetype{3} * 1024 * 1024, 'a'));
         SlowOutput output(setting, QStringLiteral("b.mov"));
-        setting.addOutput(QStringLiteral("c.mov"), QByteArray(1024 * 1024, 'c'));
+        setting.addOutput(QStringLiteral("c.mov"), QByteArray(qsizetype{1024} * 1024, 'c'));
         const QString folder = setting.path(QStringLiteral("saved"));
         setting.modals.expectFileDialog(folderTitle(), {folder});
         QString text;
