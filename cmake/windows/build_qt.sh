@@ -13,7 +13,7 @@ flags="-ffile-prefix-map=$source_folder=qtbase -ffile-prefix-map=$work=qtbase-bu
 cmake -G Ninja -S "$source_folder" -B "$work/build" \
     -C "$here/qt_features.cmake" \
     -DCMAKE_TOOLCHAIN_FILE="$here/mingw-w64.cmake" \
-    -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" \
+    -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags -fno-ipa-ra" \
     -DCMAKE_INSTALL_PREFIX=$prefix
 cmake --build "$work/build"
 rm -rf "$work/root"

@@ -7,6 +7,11 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
+# For this system the compiler takes it that an inline function which several objects have a copy of
+# is called in its own copy, and relies on the registers that this one leaves alone; the linker keeps
+# any one of them. Everything that is linked together has to go without: Qt as well.
+set(CMAKE_CXX_FLAGS_INIT "-fno-ipa-ra")
+
 # Every program stands for itself: no compiler's DLL beside it. Without a time stamp, the same
 # sources give the same file.
 foreach(kind IN ITEMS EXE SHARED MODULE)
