@@ -12,6 +12,9 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 if(MSVC)
     target_compile_options(vellumix_options INTERFACE
         /W4 /permissive- /utf-8 /EHsc /Zc:__cplusplus /Zc:preprocessor)
+    # The C library's own names for its functions, and no others, are what other systems have too.
+    target_compile_definitions(vellumix_options INTERFACE
+        _CRT_SECURE_NO_WARNINGS _CRT_NONSTDC_NO_WARNINGS)
 else()
     target_compile_options(vellumix_options INTERFACE
         -Wall -Wextra -Wpedantic -Werror

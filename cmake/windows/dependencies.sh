@@ -1,19 +1,20 @@
 #!/usr/bin/env bash
 # Qt and FFmpeg for Windows, built from the distribution's own source packages, once per machine:
-#   dependencies.sh LINKS    builds what is missing, and makes the links LINKS/qt, LINKS/ffmpeg
+#   dependencies.sh LINKS            builds what is missing, and makes the links LINKS/qt, LINKS/ffmpeg
+#   dependencies.sh LINKS --cached   builds nothing: fails when something is missing
 # They stand in the user's cache folder, under names made of everything that went into them. A
-# name is there only when the whole is; what was interrupted goes on from its last finished step.
+# name is there only when the whole is. An interrupted build of Qt goes on from its last finished
+# step; one of FFmpeg begins anew, since its makefiles take half an object file for a whole one.
 set -euo pipefail
-links=$1
+links=$1 mode=${2:-}
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/vellumix/windows
 
 say() { printf 'windows: %s\n' "$*" >&2; }
 fail() { say "$*"; exit 1; }
 
-# The version of the sources of a package of this machine, and the first two numbers of one.
+# The version of the sources of a package of this machine.
 source_version() { dpkg-query -W -f '${source:Version}' "$1"; }
-series() { sed 's/^[0-9]*://; s/^\([0-9]*\.[0-9]*\).*/\1/' <<<"$1"; }
 
 # apt with a state of its own, in which the machine's own archives are asked for sources.
 private_apt() {
@@ -30,14 +31,12 @@ source_archives() {
 }
 
 prepare_apt() {
-    [ ! -f "$cache/apt/ready" ] || return 0
     rm -rf "$cache/apt"
     mkdir -p "$cache/apt/lists/partial" "$cache/apt/cache/archives/partial"
     source_archives >"$cache/apt/sources.list"
     [ -s "$cache/apt/sources.list" ] ||
         fail "apt does not know the distribution's archives yet. As root: apt-get update"
     private_apt update >&2
-    touch "$cache/apt/ready"
 }
 
 # Fetches and unpacks a source package: SOURCE PACKAGE (of the machine) FOLDER. FOLDER/packages
@@ -51,14 +50,10 @@ fetch_source() {
     version=$(source_version "$package")
     (
         cd "$folder/packages"
-        private_apt source --download-only "$name=$version" >&2 || {
-            say "the archives no longer have $name $version; taking what they have"
-            private_apt source --download-only "$name" >&2
-        }
+        private_apt source --download-only "$name=$version" >&2 ||
+            fail "the archives no longer have $name $version, as on this machine: apt-get upgrade first"
         dpkg-source --extract --no-copy ./*.dsc ../unpacked >&2
     )
-    [ "$(series "$(cd "$folder/unpacked" && dpkg-parsechangelog -S Version)")" = "$(series "$version")" ] ||
-        fail "the archives' $name is of another version than this machine's"
     mv "$folder/unpacked" "$folder/source"
 }
 
@@ -82,9 +77,11 @@ provide() {
     whole=$cache/$name-$key
     work=$cache/unfinished-$name-$key
     if [ ! -d "$whole" ]; then
+        [ "$mode" != --cached ] || fail "$name is not built yet"
         say "building $name from the source package $source_name (once; it stays in $cache)"
         fetch_source "$source_name" "$package" "$work"
         rm -rf "$work/whole"
+        [ "$name" != ffmpeg ] || rm -rf "$work/build"
         "$here/$1" "$work/source" "$work" "$work/whole" >"$work/log" 2>&1 || {
             tail -n 30 "$work/log" >&2
             fail "$name could not be built; all of it is in $work/log"
