@@ -20,7 +20,7 @@ export LC_ALL=C TZ=UTC
 umask 022
 
 # The date that the archives' entries bear: that of the sources.
-date=$(git -C "$source_folder" log -1 --format=%ct 2>/dev/null || echo 946684800)
+date=$(git -C "$source_folder" log -1 --format=%ct)
 
 source_version() { sed -n 's/^Version: //p' "$1"/share/source-package/*.dsc | head -n 1; }
 
@@ -44,7 +44,7 @@ make_notices() {
 # "FILE PLACE" for each line of the list.
 contents() {
     sed -e '/^#/d; /^$/d' -e "s|^bin/|$build/bin/|" -e "s|^docs/|$source_folder/docs/|" \
-        -e "s|^notices/|$work/notices/|" -e "s|^qt/|$qt/|" -e "s|^ffmpeg/|$ffmpeg/|" \
+        -e "s|^here/|$here/|" -e "s|^notices/|$work/notices/|" -e "s|^qt/|$qt/|" -e "s|^ffmpeg/|$ffmpeg/|" \
         "$here/contents"
 }
 
@@ -68,45 +68,10 @@ zip_folder() {
         find "$(basename "$folder")" -type f | sort | zip -q -X -9 -@ "$archive")
 }
 
-backslashes() { tr / '\\' <<<"$1"; }
-
-# What the installer puts where, and what its counterpart takes away, folders last and only if
-# nothing is left in them.
-make_lists() {
-    local place folder
-    mkdir -p "$work/lists"
-    (
-        cd "$stage"
-        find . -type f -printf '%P\n' | sort | while read -r place; do
-            folder=$(dirname "$place")
-            [ "$folder" != . ] || folder=
-            printf 'SetOutPath "$INSTDIR\\%s"\nFile "%s"\n' "$(backslashes "$folder")" "$stage/$place" \
-                >>"$work/lists/install.nsh"
-            printf 'Delete "$INSTDIR\\%s"\n' "$(backslashes "$place")" >>"$work/lists/uninstall.nsh"
-        done
-        for place in Logs/Korvane.log RepairService/Logs/RepairService.log \
-            RepairService/Logs/RepairService.old.log; do
-            printf 'Delete "$INSTDIR\\%s"\n' "$(backslashes "$place")"
-        done
-        { find . -mindepth 1 -type d -printf '%P\n' && printf '%s\n' Logs RepairService/Logs; } |
-            sort -r | while read -r folder; do
-            printf 'RMDir "$INSTDIR\\%s"\n' "$(backslashes "$folder")"
-        done
-    ) >>"$work/lists/uninstall.nsh"
-    sed -i 's/\\"$/"/' "$work/lists/install.nsh"
-}
-
-make_installer() {
-    make_lists
-    makensis -V2 -WX "-DVERSION=$version" "-DSTAGE=$stage" "-DCONTENTS=$work/lists" \
-        "-DSIZE_KIB=$(du -sk --apparent-size "$stage" | cut -f1)" \
-        "-DOUTPUT=$output/Vellumix-$version-setup.exe" "$here/installer.nsi"
-}
-
 make_notices
 fill_stage
 end_lines
-make_installer
+"$here/make_installer" "$stage" "$version" "$output/Vellumix-$version-setup.exe"
 zip_folder "$output/Vellumix-$version-portable.zip" "$stage"
 "$here/collect_objects" "$build" "$qt" "$ffmpeg" "$work/Vellumix-$version-relink"
 cp "$work/notices/NOTICES.txt" "$work/Vellumix-$version-relink/"
