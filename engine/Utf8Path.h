@@ -6,7 +6,10 @@
 enum class PathForm {
     /** As the text gives it, for putting paths together. */
     AsGiven,
-    /** In the form that the system opens, however long the path is. */
+    /**
+     * In the form that the system opens, however long the path is. For opening alone: on Windows
+     * the C library, which std::filesystem asks about a file, does not know it.
+     */
     ForSystem
 };
 

@@ -1,5 +1,7 @@
 #include "workflow/FileCopy.h"
 
+#include "workflow/SameFile.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
@@ -7,21 +9,10 @@
 #include <QSaveFile>
 #include <QUuid>
 
-#include <filesystem>
-#include <system_error>
-
 namespace {
 
 // Little enough that a cancel is noticed at once, even on a slow card.
 constexpr qint64 chunkBytes = qint64{1} << 20;
-
-/** Asks the file system: one file may go by many paths. */
-bool isSameFile(const QString &one, const QString &other)
-{
-    std::error_code error;
-    return std::filesystem::equivalent(QFileInfo(one).filesystemFilePath(),
-                                       QFileInfo(other).filesystemFilePath(), error);
-}
 
 bool copyContent(QFile &source, QSaveFile &target, CopyProgress &progress)
 {

@@ -1,6 +1,7 @@
 #include "engine/log/TarnLog.h"
 
 #include "engine/Utf8Path.h"
+#include "engine/log/LogFile.h"
 
 #include <algorithm>
 #include <chrono>
@@ -10,25 +11,16 @@
 #include <mutex>
 #include <string>
 
-#ifdef _WIN32
-#include <process.h>
-#else
-#include <unistd.h>
-#endif
-
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr std::size_t longestText = 16384;
-// Wider than a line, so that each line reaches the file in one piece, also when several service
-// processes write at once.
-constexpr std::size_t bufferSize = 2 * longestText;
 
 struct Log
 {
     std::mutex mutex;
-    std::FILE *file = nullptr;
+    LogFile file;
     TarnLogLevel level = TarnLogInfo;
 };
 
@@ -37,15 +29,6 @@ Log &log()
 {
     static auto *instance = new Log;
     return *instance;
-}
-
-std::FILE *openForAppending(const fs::path &path)
-{
-#ifdef _WIN32
-    return _wfopen(path.c_str(), L"ab");
-#else
-    return std::fopen(path.c_str(), "ae");
-#endif
 }
 
 std::string timeStamp()
@@ -93,11 +76,7 @@ void tarn_log_open(const char *directory, unsigned long long limitBytes)
     fs::create_directories(folder, error);
     if (const auto size = fs::file_size(path, error); !error && size > limitBytes)
         fs::rename(path, folder / "RepairService.old.log", error);
-    if (log().file != nullptr)
-        std::fclose(log().file);
-    log().file = openForAppending(path);
-    if (log().file != nullptr)
-        std::setvbuf(log().file, nullptr, _IOFBF, bufferSize);
+    log().file.open(path);
 }
 
 void tarn_log_set_level(TarnLogLevel level)
@@ -109,13 +88,11 @@ void tarn_log_set_level(TarnLogLevel level)
 void tarn_log_write(TarnLogLevel level, const char *text)
 {
     const std::lock_guard lock(log().mutex);
-    if (log().file == nullptr || level < log().level)
+    if (!log().file.isOpen() || level < log().level)
         return;
     std::string message = std::string(text).substr(0, longestText);
     std::replace_if(
         message.begin(), message.end(), [](unsigned char c) { return c < ' '; }, ' ');
-    const std::string line = timeStamp() + " [" + levelName(level) +
-                             "] [pid=" + std::to_string(getpid()) + "] " + message + "\n";
-    std::fwrite(line.data(), 1, line.size(), log().file);
-    std::fflush(log().file);
+    log().file.append(timeStamp() + " [" + levelName(level) +
+                      "] [pid=" + std::to_string(processId()) + "] " + message);
 }

@@ -6,8 +6,8 @@
 /**
  * An output in the making. It has no name until it is whole and is then put in its place at once,
  * so that a reader of the final name never sees half a file. Not published, it is gone, also when
- * the process is killed. (On file systems that know no files without a name it has a hidden one
- * beside its place, which a killed process leaves behind.)
+ * the process is killed. (Where there are no files without a name it has a hidden one beside its
+ * place, which a killed process leaves behind; on Windows the next output's making removes it.)
  */
 class AsideFile
 {

@@ -1,7 +1,7 @@
 #include "engine/media/MediaInput.h"
 
 #include "engine/EngineError.h"
-#include "engine/media/InputFile.h"
+#include "engine/recording/InputFile.h"
 
 #include <new>
 #include <string_view>

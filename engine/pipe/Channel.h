@@ -26,7 +26,10 @@ public:
     /** Creates the name; fails when it is in use. */
     virtual CommunicationCode create() = 0;
 
-    /** Waits for the one client of a created name; the name is free again afterwards. */
+    /**
+     * Waits for the one client of a created name. Where names are files the name is free again
+     * afterwards; on Windows it is taken until the channel ends.
+     */
     virtual CommunicationCode accept(std::uint32_t timeoutMs) = 0;
 
     /**

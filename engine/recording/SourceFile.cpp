@@ -2,24 +2,22 @@
 
 #include "engine/EngineError.h"
 #include "engine/Utf8Path.h"
+#include "engine/recording/InputFile.h"
 
 #include <algorithm>
-#include <filesystem>
 
 SourceFile::SourceFile(const std::string &path) : filePath(path)
 {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    const fs::path name = pathFromUtf8(path);
     // The window below is the only buffer.
     file.rdbuf()->pubsetbuf(nullptr, 0);
-    if (fs::is_regular_file(name, error))
-        file.open(name, std::ios::binary);
+    if (isReadableFile(path))
+        file.open(pathFromUtf8(path), std::ios::binary);
     if (!file.is_open())
         throw EngineError(ErrorCode::FileNotReadable, "The file cannot be opened: " + path);
-    fileSize = fs::file_size(name, error);
-    if (error)
+    const auto end = static_cast<std::streamoff>(file.seekg(0, std::ios::end).tellg());
+    if (end < 0)
         throw EngineError(ErrorCode::FileNotReadable, "The file cannot be read: " + path);
+    fileSize = static_cast<std::uint64_t>(end);
 }
 
 std::size_t SourceFile::read(std::uint64_t offset, std::uint8_t *target, std::size_t size) const

@@ -63,6 +63,8 @@ BOOL WINAPI whenAskedToEnd(DWORD /*kind*/)
 
 void ProcessWatch::prepare()
 {
+    // Nobody sits before a service: no box tells of a drive that is away, and a crash is an end.
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     endWanted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(whenAskedToEnd, TRUE);
     client = openParent();

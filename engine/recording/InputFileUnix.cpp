@@ -1,4 +1,4 @@
-#include "engine/media/InputFile.h"
+#include "engine/recording/InputFile.h"
 
 #include "engine/Utf8Path.h"
 
