@@ -153,7 +153,8 @@ QLayout *PreviewDialog::makeActions()
     connect(saveButton, &QPushButton::clicked, this, &PreviewDialog::saveRequested);
 
     auto *layout = new QHBoxLayout;
-    layout->setSpacing(12);
+    // What the widest of the systems' fonts leaves.
+    layout->setSpacing(8);
     layout->addStretch(1);
     layout->addWidget(playButton);
     layout->addWidget(advancedButton);

@@ -250,7 +250,7 @@ private Q_SLOTS:
     }
 
 #ifndef Q_OS_WIN
-    // See above; and a file without a name, which goes with its process, is unknown there.
+    // See above.
 
     void terminationEndsTheWork()
     {
@@ -261,6 +261,7 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), 3);
         QCOMPARE(repair.files(), QStringList());
     }
+#endif
 
     void killedInTheMiddleOfTheWork()
     {
@@ -269,9 +270,22 @@ private Q_SLOTS:
         QVERIFY(repair.begin());
         service.process.kill();
         QCOMPARE(service.waitForEnd(), -2);
+#ifdef Q_OS_WIN
+        // A file without a name, which goes with its process, is unknown there: the next service
+        // that writes something, wherever, removes what is left.
+        QCOMPARE(repair.files().size(), 1);
+        QVERIFY(repair.files().first().endsWith(QStringLiteral(".part")));
+        RawService next(executable());
+        LongRepair another(next);
+        QVERIFY(another.begin());
         QCOMPARE(repair.files(), QStringList());
-    }
+        next.hangUp();
+        QCOMPARE(next.waitForEnd(), 3);
+        QCOMPARE(another.files(), QStringList());
+#else
+        QCOMPARE(repair.files(), QStringList());
 #endif
+    }
 
     void neverOutlivesItsClient()
     {
@@ -311,7 +325,7 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), 0);
         const QByteArray log =
             readFile(service.root.filePath(QStringLiteral("Logs/RepairService.log")));
-        QStringList rows = QString::fromUtf8(log).trimmed().split(QLatin1Char('\n'));
+        QStringList rows = QString::fromUtf8(log).remove(u'\r').trimmed().split(QLatin1Char('\n'));
         static const QRegularExpression head(
             QStringLiteral("^\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} "));
         for (QString &row : rows) {

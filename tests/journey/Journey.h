@@ -30,10 +30,15 @@ inline QPushButton *buttonOf(const QWidget &window, const QString &text)
     return nullptr;
 }
 
+/** Waits for the button as a person does: rows come into sight when their list is next painted. */
 inline void press(const QWidget &window, const QString &text)
 {
-    QPushButton *button = buttonOf(window, text);
-    QVERIFY2(button != nullptr && button->isEnabled(), qPrintable(text));
+    QPushButton *button = nullptr;
+    QVERIFY2(QTest::qWaitFor([&] {
+                 button = buttonOf(window, text);
+                 return button != nullptr && button->isEnabled();
+             }),
+             qPrintable(text));
     QTest::mouseClick(button, Qt::LeftButton);
 }
 

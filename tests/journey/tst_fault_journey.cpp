@@ -1,4 +1,5 @@
 #include "tests/journey/Journey.h"
+#include "tests/support/FaultTool.h"
 
 using namespace Journey;
 
@@ -99,12 +100,13 @@ private Q_SLOTS:
         if (outputs == 1) {
             modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
             modals.expectInformation(QStringLiteral("Save Complete"),
-                                     QStringLiteral("Saved to:\n") + target);
+                                     QStringLiteral("Saved to:\n") +
+                                         QDir::toNativeSeparators(target));
         } else {
             modals.expectFileDialog(QStringLiteral("Select Save Folder"), {folder.path()});
             modals.expectInformation(QStringLiteral("Save Complete"),
                                      QStringLiteral("Saved %1 file(s) to:\n").arg(outputs) +
-                                         folder.path());
+                                         QDir::toNativeSeparators(folder.path()));
         }
         press(setting.window, QStringLiteral("Save All (%1)").arg(outputs));
         QCOMPARE(modals.problems(), QStringList());
@@ -207,9 +209,8 @@ private Q_SLOTS:
     {
         desktop.opened.clear();
         WorkflowSetting setting(WorkflowSetting::goodScript());
-        const QString tool = setting.fault.serviceRoot() + QStringLiteral("/lib/x64/ffmpeg.exe");
-        writeFile(tool, "#!/bin/sh\nexec tail -f /dev/null\n");
-        QFile::setPermissions(tool, QFile::ReadOwner | QFile::ExeOwner);
+        const FaultTool tool(setting.fault.serviceRoot() + QStringLiteral("/lib/x64"),
+                             {QStringLiteral("hang")});
         dropOnImportPage(setting.window, setting.files({QStringLiteral("a.mp4")}));
         QVERIFY(setting.waitUntilIdle());
         press(setting.window, QStringLiteral("Repair"));
@@ -230,8 +231,8 @@ private Q_SLOTS:
         QCOMPARE(modals.problems(), QStringList());
         // It is given its time, whatever else the machine does.
         QVERIFY2(waited >= 14900 && waited < 30000, qPrintable(QString::number(waited)));
-        QCOMPARE(processesOf(QStringLiteral("/usr/bin/tail"), QStringLiteral("/dev/null")).size(),
-                 0);
+        QCOMPARE(tool.calls().size(), 1);
+        QCOMPARE(processesOf(tool.path).size(), 0);
     }
 
     void cleanupTestCase() { QVERIFY(Workers::awaitAll(std::chrono::seconds(30))); }

@@ -12,7 +12,11 @@ class JourneyTest : public TestCase
     Q_OBJECT
 
 private:
-    static QString demo(const QString &name) { return QStringLiteral(VELLUMIX_DEMO "/") + name; }
+    /** As the client writes its path. */
+    static QString demo(const QString &name)
+    {
+        return QDir::toNativeSeparators(QStringLiteral(VELLUMIX_DEMO "/") + name);
+    }
 
     static QStringList damagedNames()
     {
@@ -91,7 +95,8 @@ private Q_SLOTS:
         const QTemporaryDir target;
         modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target.path()});
         modals.expectInformation(QStringLiteral("Save Complete"),
-                                 QStringLiteral("Saved 4 file(s) to:\n") + target.path());
+                                 QStringLiteral("Saved 4 file(s) to:\n") +
+                                     QDir::toNativeSeparators(target.path()));
         press(window, QStringLiteral("Save All (4)"));
         QCOMPARE(modals.problems(), QStringList());
         const QStringList saved = entriesOf(target.path());
@@ -127,7 +132,7 @@ private Q_SLOTS:
         const QString target = folder.filePath(QStringLiteral("my %1 film_repaired.mp4"));
         modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
         modals.expectInformation(QStringLiteral("Save Complete"),
-                                 QStringLiteral("Saved to:\n") + target);
+                                 QStringLiteral("Saved to:\n") + QDir::toNativeSeparators(target));
         press(window, QStringLiteral("Save (1)"));
         QCOMPARE(modals.problems(), QStringList());
         QCOMPARE(readFile(target), readFile(probe.run().outputFiles.value(0)));
@@ -146,13 +151,15 @@ private Q_SLOTS:
         // Longer than 260 characters, and full of what means something elsewhere.
         QString deep = folder.path();
         while (deep.size() < 300)
-            deep += QStringLiteral("/über %2 \"quoted\" 'folder' 映画");
+            deep +=
+                QLatin1Char('/') + possibleName(QStringLiteral("über %2 \"quoted\" 'folder' 映画"));
         QVERIFY(QDir().mkpath(deep));
-        const QStringList names = {QStringLiteral("%1 <b>свадьба & \"50%\" 'x'"),
-                                   QStringLiteral("two\nlines  and  blanks")};
+        const QStringList names = {possibleName(QStringLiteral("%1 <b>свадьба & \"50%\" 'x'")),
+                                   possibleName(QStringLiteral("two\nlines  and  blanks"))};
         QStringList damaged;
         for (const QString &name : names) {
-            damaged.append(deep + QLatin1Char('/') + name + QStringLiteral(".avi"));
+            damaged.append(
+                QDir::toNativeSeparators(deep + QLatin1Char('/') + name + QStringLiteral(".avi")));
             QVERIFY(QFile::copy(demo(QStringLiteral("Garden without index.avi")), damaged.last()));
         }
         MainWindow window;
@@ -175,7 +182,8 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(target));
         modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target});
         modals.expectInformation(QStringLiteral("Save Complete"),
-                                 QStringLiteral("Saved 2 file(s) to:\n") + target);
+                                 QStringLiteral("Saved 2 file(s) to:\n") +
+                                     QDir::toNativeSeparators(target));
         press(window, QStringLiteral("Save All (2)"));
         QCOMPARE(modals.problems(), QStringList());
         for (int i = 0; i < 2; ++i) {

@@ -7,8 +7,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
-
-#include <atomic>
+#include <QUuid>
 
 namespace {
 
@@ -25,9 +24,8 @@ struct Finished
 /** By way of the machine that Wine runs on; see cmake/windows/host_tools. */
 Finished finishOnHost(const QString &tools, const QString &program, const QStringList &arguments)
 {
-    static std::atomic<int> counter{0};
-    const QString base =
-        tools + QStringLiteral("/%1-%2").arg(QCoreApplication::applicationPid()).arg(++counter);
+    // Not this process's number: those come again, and answers stay.
+    const QString base = tools + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::Id128);
     QByteArray request;
     for (const QString &part : QStringList(program) + arguments)
         request += part.toUtf8() + '\0';

@@ -35,3 +35,6 @@ void removePlaced(const QString &place);
 
 /** The file name of a program. */
 QString programName(const QString &name);
+
+/** The name, less what no file of this system may bear in its own. */
+QString possibleName(const QString &name);

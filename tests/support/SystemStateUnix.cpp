@@ -57,3 +57,8 @@ QString programName(const QString &name)
 {
     return name;
 }
+
+QString possibleName(const QString &name)
+{
+    return name;
+}

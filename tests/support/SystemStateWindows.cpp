@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QRegularExpression>
 
 #include <qt_windows.h>
 
@@ -124,4 +125,10 @@ void removePlaced(const QString &place)
 QString programName(const QString &name)
 {
     return name + QStringLiteral(".exe");
+}
+
+QString possibleName(const QString &name)
+{
+    static const QRegularExpression forbidden(QStringLiteral(R"([\x01-\x1f<>:"/\\|?*])"));
+    return QString(name).replace(forbidden, QStringLiteral("_"));
 }

@@ -1,4 +1,5 @@
 #include "tests/support/Desktop.h"
+#include "tests/support/FaultTool.h"
 #include "tests/support/Modals.h"
 #include "tests/support/TestCase.h"
 #include "tests/support/WorkflowSetting.h"
@@ -19,39 +20,6 @@ namespace {
 
 const QString transparentStyle = QStringLiteral("background:transparent;border-radius:6px;");
 const QString selectedStyle = QStringLiteral("background:#3a3c5c;border-radius:6px;");
-
-/** A tool for clips that notes what it is called with. */
-class Tool
-{
-public:
-    /** @param body what it does then, as a shell script; "$8" is the clip */
-    explicit Tool(const QString &folder, const QByteArray &body = "echo clip > \"$8\"\n")
-        : path(folder + QStringLiteral("/ffmpeg.exe")), record(folder + QStringLiteral("/record"))
-    {
-        writeFile(path, "#!/bin/sh\nfor argument in \"$@\"; do printf '%s|' \"$argument\"; "
-                        "done >> \"$(dirname \"$0\")/record\"\necho >> "
-                        "\"$(dirname \"$0\")/record\"\n" +
-                            body);
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-
-    /** The arguments of each call, each followed by "|". */
-    QStringList calls() const
-    {
-        return QString::fromUtf8(readFile(record)).split(u'\n', Qt::SkipEmptyParts);
-    }
-
-    static QString expectedCall(const QString &output, const QString &clip)
-    {
-        return QStringLiteral("-y|-i|") + output + QStringLiteral("|-t|30|-c|copy|") + clip +
-               QLatin1Char('|');
-    }
-
-    const QString path;
-
-private:
-    const QString record;
-};
 
 QPushButton *buttonOf(const QDialog *dialog, const QString &text)
 {
@@ -197,11 +165,11 @@ private Q_SLOTS:
     void theToolIsCalledOnceForAClip()
     {
         const QTemporaryDir folder;
-        const Tool tool(folder.path());
+        const FaultTool tool(folder.path());
         const QString output = folder.filePath(QStringLiteral("my 100% 'film' $(x).mp4"));
         const QString target = folder.filePath(QStringLiteral("new/folder/clip.mp4"));
         QCOMPARE(makePreviewClip(tool.path, output, target), target);
-        QCOMPARE(tool.calls(), QStringList{Tool::expectedCall(output, target)});
+        QCOMPARE(tool.calls(), QStringList{FaultTool::expectedCall(output, target)});
         QCOMPARE(readFile(target), QByteArray("clip\n"));
         QCOMPARE(makePreviewClip(tool.path, output, target), target);
         QCOMPARE(tool.calls().size(), 1);
@@ -225,15 +193,18 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         const QString target = folder.filePath(QStringLiteral("clip.mp4"));
         const QString output = QStringLiteral("/film.mp4");
-        const Tool failing(folder.path(), "exit 1\n");
+        const FaultTool failing(folder.path(), {QStringLiteral("exit 1")});
         QCOMPARE(makePreviewClip(failing.path, output, target), output);
         QCOMPARE(failing.calls().size(), 1);
-        QVERIFY(QFile::setPermissions(failing.path, QFile::ReadOwner));
+        // No program, though its name says so.
+        QVERIFY(QFile::remove(failing.path));
+        writeFile(failing.path, "MZ");
         QCOMPARE(makePreviewClip(failing.path, output, target), output);
         QCOMPARE(failing.calls().size(), 1);
         // Its exit code is not looked at.
         const QTemporaryDir other;
-        const Tool complaining(other.path(), "echo clip > \"$8\"; exit 1\n");
+        const FaultTool complaining(other.path(),
+                                    {QStringLiteral("write clip"), QStringLiteral("exit 1")});
         QCOMPARE(makePreviewClip(complaining.path, output, target), target);
     }
 
@@ -241,9 +212,8 @@ private Q_SLOTS:
     {
         QCOMPARE(previewToolLimit, std::chrono::milliseconds(15000));
         const QTemporaryDir folder;
-        // A file that is never written to is never at its end.
-        const Tool tool(folder.path(), "echo half > \"$8\"; echo $$ > \"$8.pid\"; "
-                                       "exec tail -f /dev/null\n");
+        const FaultTool tool(folder.path(), {QStringLiteral("write half"), QStringLiteral("noteId"),
+                                             QStringLiteral("hang")});
         const QString target = folder.filePath(QStringLiteral("clip.mp4"));
         const QString output = QStringLiteral("/film.mp4");
         int beats = 0;
@@ -402,15 +372,16 @@ private Q_SLOTS:
     void oddNamesAreShownAsTheyAre()
     {
         Setting setting;
-        const QString odd = QStringLiteral("100 %1 <b>x & y\nz.mov");
+        const QString odd = possibleName(QStringLiteral("100 %1 <b>x & y\nz.mov"));
         setting.addOutputs({{odd, QStringLiteral("%2.mp4")}});
         setting.show([&](PreviewDialog *dialog) {
             QCOMPARE(dialog->windowTitle(), odd + QStringLiteral("  (1.50 MB)"));
             const QCheckBox *box = cardsOf(dialog).first()->checkBox();
-            QCOMPARE(box->text(), QStringLiteral("100 %1 <b>x && y\nz.mov\n%2.mp4"));
-            QCOMPARE(box->toolTip(),
-                     QStringLiteral("<p style=\"white-space:pre-wrap\">100 %1 &lt;b&gt;x &amp; y "
-                                    "z.mov\n%2.mp4</p>"));
+            QCOMPARE(box->text(),
+                     QString(odd).replace(u'&', QStringLiteral("&&")) + QStringLiteral("\n%2.mp4"));
+            QCOMPARE(box->toolTip(), QStringLiteral("<p style=\"white-space:pre-wrap\">") +
+                                         QString(odd).replace(u'\n', u' ').toHtmlEscaped() +
+                                         QStringLiteral("\n%2.mp4</p>"));
         });
         QCOMPARE(setting.problems(), QString());
     }
@@ -579,15 +550,16 @@ private Q_SLOTS:
         const QStringList outputs =
             setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")},
                                 {QStringLiteral("b.mov"), QStringLiteral("2.mp4")}});
-        const Tool tool(setting.toolFolder());
+        const FaultTool tool(setting.toolFolder());
         setting.show([&](PreviewDialog *dialog) {
             QTest::mouseClick(buttonOf(dialog, QStringLiteral("Play 30s Preview")), Qt::LeftButton);
-            QCOMPARE(tool.calls(), QStringList{Tool::expectedCall(
+            QCOMPARE(tool.calls(), QStringList{FaultTool::expectedCall(
                                        outputs[0], clip(QStringLiteral("1_preview_30s.mp4")))});
             dialog->select(1);
             QTest::mouseClick(dialog->findChild<PreviewArea *>()->playButton(), Qt::LeftButton);
-            QCOMPARE(tool.calls().value(1),
-                     Tool::expectedCall(outputs[1], clip(QStringLiteral("2_preview_30s.mp4"))));
+            QCOMPARE(
+                tool.calls().value(1),
+                FaultTool::expectedCall(outputs[1], clip(QStringLiteral("2_preview_30s.mp4"))));
             // Once for each, however often it is played.
             QTest::mouseClick(dialog->findChild<PreviewArea *>()->playButton(), Qt::LeftButton);
             QCOMPARE(tool.calls().size(), 2);
@@ -604,8 +576,8 @@ private Q_SLOTS:
         Setting setting;
         const QStringList outputs =
             setting.addOutputs({{QStringLiteral("a.mov"), QStringLiteral("1.mp4")}});
-        const Tool tool(setting.toolFolder(),
-                        "while [ ! -e \"$8.go\" ]; do sleep 0.02; done; echo clip > \"$8\"\n");
+        const FaultTool tool(setting.toolFolder(),
+                             {QStringLiteral("await"), QStringLiteral("write clip")});
         const QString go = clip(QStringLiteral("1_preview_30s.mp4.go"));
         setting.show([&](PreviewDialog *dialog) {
             QPushButton *button = buttonOf(dialog, QStringLiteral("Play 30s Preview"));
@@ -686,7 +658,8 @@ private Q_SLOTS:
         });
         setting.modals.expectFileDialog(QStringLiteral("Select Save Folder"), {target.path()});
         setting.modals.expectInformation(QStringLiteral("Save Complete"),
-                                         QStringLiteral("Saved 2 file(s) to:\n") + target.path());
+                                         QStringLiteral("Saved 2 file(s) to:\n") +
+                                             QDir::toNativeSeparators(target.path()));
         setting.probe.showPreviewDialog();
         QCOMPARE(setting.problems(), QString());
         QCOMPARE(entriesOf(target.path()), (QStringList{QStringLiteral("a_1_repaired.mp4"),
