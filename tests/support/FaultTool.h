@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/SystemState.h"
+#include "tests/support/FaultFolder.h"
 #include "tests/support/TestCase.h"
 
 #include <QFile>
