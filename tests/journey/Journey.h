@@ -20,16 +20,6 @@ namespace Journey {
 
 constexpr int longMs = 55000;
 
-inline QPushButton *buttonOf(const QWidget &window, const QString &text)
-{
-    const auto buttons = window.findChildren<QPushButton *>();
-    for (QPushButton *button : buttons) {
-        if (button->text() == text && button->isVisible())
-            return button;
-    }
-    return nullptr;
-}
-
 /** Waits for the button as a person does: rows come into sight when their list is next painted. */
 inline void press(const QWidget &window, const QString &text)
 {

@@ -155,3 +155,27 @@ inline QStringList labelTexts(const QWidget &row)
         texts.append(label->text());
     return texts;
 }
+
+/** The button that bears this text, of those in sight with the window; null when there is none. */
+inline QPushButton *buttonOf(const QWidget &window, const QString &text)
+{
+    const auto buttons = window.findChildren<QPushButton *>();
+    for (QPushButton *button : buttons) {
+        if (button->text() == text && button->isVisibleTo(&window))
+            return button;
+    }
+    return nullptr;
+}
+
+/** What is wrong and stays so, some seconds long; empty when nothing is. */
+template <typename PresentProblem>
+QString lastingProblem(PresentProblem presentProblem)
+{
+    QString wrong;
+    const auto isRight = [&] {
+        WorkflowSetting::settle();
+        wrong = presentProblem();
+        return wrong.isEmpty();
+    };
+    return QTest::qWaitFor(isRight, 5000) ? QString() : wrong;
+}

@@ -21,16 +21,6 @@ namespace {
 const QString transparentStyle = QStringLiteral("background:transparent;border-radius:6px;");
 const QString selectedStyle = QStringLiteral("background:#3a3c5c;border-radius:6px;");
 
-QPushButton *buttonOf(const QDialog *dialog, const QString &text)
-{
-    const auto buttons = dialog->findChildren<QPushButton *>();
-    for (QPushButton *button : buttons) {
-        if (button->text() == text)
-            return button;
-    }
-    return nullptr;
-}
-
 QCheckBox *selectAllOf(const QDialog *dialog)
 {
     const auto boxes = dialog->findChildren<QCheckBox *>();
@@ -272,11 +262,11 @@ private Q_SLOTS:
             QCOMPARE(dialog->findChild<QLabel *>()->text(),
                      QStringLiteral("If the result is not satisfactory, try Advanced Repair with a "
                                     "sample video."));
-            QCOMPARE(buttonOf(dialog, QStringLiteral("Play 30s Preview"))->objectName(),
+            QCOMPARE(buttonOf(*dialog, QStringLiteral("Play 30s Preview"))->objectName(),
                      QStringLiteral("BlueButton"));
-            QCOMPARE(buttonOf(dialog, QStringLiteral("Advanced Repair"))->objectName(),
+            QCOMPARE(buttonOf(*dialog, QStringLiteral("Advanced Repair"))->objectName(),
                      QStringLiteral("OutlineButton"));
-            QCOMPARE(buttonOf(dialog, QStringLiteral("Save Video (2)"))->objectName(),
+            QCOMPARE(buttonOf(*dialog, QStringLiteral("Save Video (2)"))->objectName(),
                      QStringLiteral("BlueButton"));
             for (const QPushButton *button : dialog->findChildren<QPushButton *>())
                 QCOMPARE(button->cursor().shape(), Qt::PointingHandCursor);
@@ -490,9 +480,9 @@ private Q_SLOTS:
                                             cardsOf(dialog)[0]->checkBox(),
                                             cardsOf(dialog)[1]->checkBox(),
                                             dialog->findChild<PreviewArea *>()->playButton(),
-                                            buttonOf(dialog, QStringLiteral("Play 30s Preview")),
-                                            buttonOf(dialog, QStringLiteral("Advanced Repair")),
-                                            buttonOf(dialog, QStringLiteral("Save Video (2)"))};
+                                            buttonOf(*dialog, QStringLiteral("Play 30s Preview")),
+                                            buttonOf(*dialog, QStringLiteral("Advanced Repair")),
+                                            buttonOf(*dialog, QStringLiteral("Save Video (2)"))};
             for (QWidget *next : order) {
                 QTest::keyClick(dialog->focusWidget(), Qt::Key_Tab);
                 QCOMPARE(dialog->focusWidget(), next);
@@ -552,7 +542,8 @@ private Q_SLOTS:
                                 {QStringLiteral("b.mov"), QStringLiteral("2.mp4")}});
         const FaultTool tool(setting.toolFolder());
         setting.show([&](PreviewDialog *dialog) {
-            QTest::mouseClick(buttonOf(dialog, QStringLiteral("Play 30s Preview")), Qt::LeftButton);
+            QTest::mouseClick(buttonOf(*dialog, QStringLiteral("Play 30s Preview")),
+                              Qt::LeftButton);
             QCOMPARE(tool.calls(), QStringList{FaultTool::expectedCall(
                                        outputs[0], clip(QStringLiteral("1_preview_30s.mp4")))});
             dialog->select(1);
@@ -580,7 +571,7 @@ private Q_SLOTS:
                              {QStringLiteral("await"), QStringLiteral("write clip")});
         const QString go = clip(QStringLiteral("1_preview_30s.mp4.go"));
         setting.show([&](PreviewDialog *dialog) {
-            QPushButton *button = buttonOf(dialog, QStringLiteral("Play 30s Preview"));
+            QPushButton *button = buttonOf(*dialog, QStringLiteral("Play 30s Preview"));
             bool wasEnabled = true;
             QTimer::singleShot(0, dialog, [&] {
                 wasEnabled = button->isEnabled();
@@ -649,7 +640,7 @@ private Q_SLOTS:
             later(dialog, [dialog] {
                 for (const PreviewCard *card : cardsOf(dialog))
                     card->checkBox()->setChecked(false);
-                QTest::mouseClick(buttonOf(dialog, QStringLiteral("Save Video (1)")),
+                QTest::mouseClick(buttonOf(*dialog, QStringLiteral("Save Video (1)")),
                                   Qt::LeftButton);
                 // The preview is still there, under the boxes of the saving.
                 QVERIFY(dialog->isVisible());
@@ -673,7 +664,7 @@ private Q_SLOTS:
         setting.probe.showPage(2);
         setting.modals.expect([](QDialog *dialog) {
             later(dialog, [dialog] {
-                QTest::mouseClick(buttonOf(dialog, QStringLiteral("Advanced Repair")),
+                QTest::mouseClick(buttonOf(*dialog, QStringLiteral("Advanced Repair")),
                                   Qt::LeftButton);
             });
         });

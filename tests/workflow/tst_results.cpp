@@ -654,16 +654,9 @@ class ListCheck
 public:
     explicit ListCheck(WorkflowSetting &workflowSetting) : setting(workflowSetting) {}
 
-    /** What is wrong and stays so; empty when nothing is. */
     QString problem()
     {
-        QString wrong;
-        const auto isRight = [&] {
-            WorkflowSetting::settle();
-            wrong = presentProblem();
-            return wrong.isEmpty();
-        };
-        return QTest::qWaitFor(isRight, 5000) ? QString() : wrong;
+        return lastingProblem([this] { return presentProblem(); });
     }
 
 private:

@@ -43,14 +43,14 @@ QStringList holding(const QString &name)
     return script;
 }
 
-QPushButton *buttonOf(const QDialog *dialog, const QString &text)
+/** Of two repairs the first fails, and the second goes on until it is let go. */
+QStringList firstFailsSecondWaits()
 {
-    const auto buttons = dialog->findChildren<QPushButton *>();
-    for (QPushButton *button : buttons) {
-        if (button->text() == text)
-            return button;
-    }
-    return nullptr;
+    QStringList script = WorkflowSetting::goodScript();
+    script.insert(1, QStringLiteral("when method 0: when damagedPath second.mp4: waitFile go"));
+    script.insert(1, QStringLiteral("when method 0: when damagedPath first.mp4: answer "
+                                    "{\"err_code\":-21}"));
+    return script;
 }
 
 /** The table's cells of one line, as "TEXT" or "TEXT!" when red. */
@@ -99,7 +99,7 @@ private:
             modals.expect([path](QDialog *dialog) {
                 QCOMPARE(dialog->windowTitle(), sampleTitle);
                 dialog->findChild<DropLineEdit *>()->setText(path);
-                buttonOf(dialog, QStringLiteral("OK"))->click();
+                buttonOf(*dialog, QStringLiteral("OK"))->click();
             });
         }
 
@@ -112,7 +112,7 @@ private:
                 look(dialog);
                 hasCome = true;
                 if (repair)
-                    buttonOf(dialog, QStringLiteral("Repair"))->click();
+                    buttonOf(*dialog, QStringLiteral("Repair"))->click();
                 else
                     dialog->reject();
             });
@@ -166,10 +166,10 @@ private Q_SLOTS:
             QCOMPARE(edit->placeholderText(), QStringLiteral("Click to add a video"));
             QCOMPARE(dialog->focusWidget(), edit);
             for (const QString &text : {QStringLiteral("Browse"), QStringLiteral("OK")}) {
-                QCOMPARE(buttonOf(dialog, text)->objectName(), QStringLiteral("BlueButton"));
-                QCOMPARE(buttonOf(dialog, text)->cursor().shape(), Qt::PointingHandCursor);
+                QCOMPARE(buttonOf(*dialog, text)->objectName(), QStringLiteral("BlueButton"));
+                QCOMPARE(buttonOf(*dialog, text)->cursor().shape(), Qt::PointingHandCursor);
             }
-            QVERIFY(buttonOf(dialog, QStringLiteral("OK"))->isDefault());
+            QVERIFY(buttonOf(*dialog, QStringLiteral("OK"))->isDefault());
             dialog->reject();
         });
         setting.probe.chooseSampleAndCompare();
@@ -186,9 +186,9 @@ private Q_SLOTS:
         dialog.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&dialog));
         QTest::keyClick(&dialog, Qt::Key_Tab);
-        QVERIFY(buttonOf(&dialog, QStringLiteral("Browse"))->hasFocus());
+        QVERIFY(buttonOf(dialog, QStringLiteral("Browse"))->hasFocus());
         QTest::keyClick(&dialog, Qt::Key_Tab);
-        QVERIFY(buttonOf(&dialog, QStringLiteral("OK"))->hasFocus());
+        QVERIFY(buttonOf(dialog, QStringLiteral("OK"))->hasFocus());
     }
 
     void browsingWritesTheChosenFileIntoTheField_data()
@@ -218,7 +218,7 @@ private Q_SLOTS:
             if (byField)
                 QTest::mouseClick(edit, Qt::LeftButton);
             else
-                QTest::mouseClick(buttonOf(&dialog, QStringLiteral("Browse")), Qt::LeftButton);
+                QTest::mouseClick(buttonOf(dialog, QStringLiteral("Browse")), Qt::LeftButton);
         };
         browse();
         QTRY_COMPARE(setting.problems(), QString());
@@ -292,7 +292,7 @@ private Q_SLOTS:
         QFETCH(const QString, text);
         SampleDialog dialog(text);
         dialog.show();
-        buttonOf(&dialog, QStringLiteral("OK"))->click();
+        buttonOf(dialog, QStringLiteral("OK"))->click();
         QVERIFY(dialog.isVisible());
         QTest::keyClick(dialog.findChild<DropLineEdit *>(), Qt::Key_Return);
         QVERIFY(dialog.isVisible());
@@ -405,7 +405,7 @@ private Q_SLOTS:
             QCOMPARE(labels.last()->text(),
                      QStringLiteral("The sample video will be used for all damaged videos."));
             QCOMPARE(labels.last()->styleSheet(), QStringLiteral("color:#aab2c8;"));
-            const QPushButton *repair = buttonOf(dialog, QStringLiteral("Repair"));
+            const QPushButton *repair = buttonOf(*dialog, QStringLiteral("Repair"));
             QCOMPARE(repair->objectName(), QStringLiteral("BlueButton"));
             QVERIFY(repair->isDefault());
             QCOMPARE(dialog->focusWidget(), repair);
@@ -582,11 +582,7 @@ private Q_SLOTS:
 
     void aComparisonDuringARunLeavesTheRunItsGuard()
     {
-        QStringList script = WorkflowSetting::goodScript();
-        script.insert(1, QStringLiteral("when method 0: when damagedPath second.mp4: waitFile go"));
-        script.insert(1, QStringLiteral("when method 0: when damagedPath first.mp4: answer "
-                                        "{\"err_code\":-21}"));
-        Setting setting(script);
+        Setting setting(firstFailsSecondWaits());
         setting.sample = setting.file(QStringLiteral("sample.mp4"));
         const QString first = setting.file(QStringLiteral("first.mp4"));
         QVERIFY(setting.importFiles({first, setting.file(QStringLiteral("second.mp4"))}));
@@ -618,11 +614,7 @@ private Q_SLOTS:
 
     void whoIsToldToWaitStartsNothing()
     {
-        QStringList script = WorkflowSetting::goodScript();
-        script.insert(1, QStringLiteral("when method 0: when damagedPath second.mp4: waitFile go"));
-        script.insert(1, QStringLiteral("when method 0: when damagedPath first.mp4: answer "
-                                        "{\"err_code\":-21}"));
-        Setting setting(script);
+        Setting setting(firstFailsSecondWaits());
         setting.sample = setting.file(QStringLiteral("sample.mp4"));
         QVERIFY(setting.importFiles({setting.file(QStringLiteral("first.mp4")),
                                      setting.file(QStringLiteral("second.mp4"))}));
