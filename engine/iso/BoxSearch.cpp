@@ -159,7 +159,10 @@ std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uin
 class Walk
 {
 public:
-    explicit Walk(const SourceFile &file) : source(file) {}
+    Walk(const SourceFile &file, std::uint64_t mostToSearch)
+        : source(file), searchReach(mostToSearch), leftToSearch(mostToSearch)
+    {
+    }
 
     IsoStructure run()
     {
@@ -247,13 +250,16 @@ private:
             if (isComplete())
                 return std::nullopt;
         }
-        return search(source, position, source.size(), [](const Box &) { return true; });
+        const std::uint64_t to = position + std::min(leftToSearch, source.size() - position);
+        const auto found = search(source, position, to, [](const Box &) { return true; });
+        leftToSearch -= (found ? std::min(std::max(found->offset, position), to) : to) - position;
+        return found;
     }
 
     std::optional<Box> indexFromTheEnd(std::uint64_t from) const
     {
         constexpr std::uint64_t step = 8 * searchWindow;
-        const std::uint64_t reach = std::min(indexReach, source.size() - from);
+        const std::uint64_t reach = std::min({indexReach, searchReach, source.size() - from});
         for (std::uint64_t back = step; back < reach + step; back += step) {
             const std::uint64_t start = source.size() - std::min(back, reach);
             const auto found =
@@ -267,14 +273,17 @@ private:
     }
 
     const SourceFile &source;
+    std::uint64_t searchReach;
+    /** Of the bytes from where boxes no longer follow one another. */
+    std::uint64_t leftToSearch;
     IsoStructure structure;
 };
 
 } // namespace
 
-IsoStructure findStructure(const SourceFile &source)
+IsoStructure findStructure(const SourceFile &source, std::uint64_t searchReach)
 {
-    return Walk(source).run();
+    return Walk(source, searchReach).run();
 }
 
 bool looksLikeIso(const SourceFile &source)

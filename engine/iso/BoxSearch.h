@@ -2,6 +2,7 @@
 
 #include "engine/iso/Box.h"
 
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -24,8 +25,12 @@ struct IsoStructure
  * index or fragment header. One that has lost its own header is found by what it holds: it then
  * is a box with a header of the bytes that are missing (a fragment: what it holds counts from
  * there), or of none (an index).
+ *
+ * @param searchReach so many bytes at most are searched byte by byte from the end, and so many from
+ *     where boxes no longer follow one another
  */
-IsoStructure findStructure(const SourceFile &source);
+IsoStructure findStructure(const SourceFile &source,
+                           std::uint64_t searchReach = std::numeric_limits<std::uint64_t>::max());
 
 /** Whether the first bytes, or a search, say that this is a file of the family. */
 bool looksLikeIso(const SourceFile &source);

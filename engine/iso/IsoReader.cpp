@@ -113,9 +113,9 @@ std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructu
 
 } // namespace
 
-std::optional<IsoRecording> readIso(const SourceFile &source)
+std::optional<IsoRecording> readIso(const SourceFile &source, std::uint64_t searchReach)
 {
-    const IsoStructure structure = findStructure(source);
+    const IsoStructure structure = findStructure(source, searchReach);
     for (const Box &index : structure.indexes) {
         if (auto recording = readIndex(source, structure, index))
             return recording;

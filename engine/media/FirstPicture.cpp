@@ -40,18 +40,21 @@ Ffmpeg::CodecContextPtr openDecoder(const AVStream &stream, Pictures pictures)
 }
 
 // A file whose index is wrong yields no key picture, however many places it names. So many packets
-// are some minutes.
+// are some minutes of a recording, and so many bytes are read in a second or two.
 constexpr int mostPackets = 20000;
+constexpr std::int64_t mostBytes = std::int64_t{512} << 20;
+// After a picture with errors, a better one is waited for so many packets.
+constexpr int mostAfterFlawed = 300;
 
 /** Decodes a file's video from the start until a picture serves. */
 class PictureSearch
 {
 public:
-    PictureSearch(std::unique_ptr<MediaInput> file, const std::string &videoPath, Pictures pictures)
+    PictureSearch(std::unique_ptr<MediaInput> file, Pictures pictures)
         : input(std::move(file)), stream(input->videoStream())
     {
         if (stream == nullptr)
-            throw EngineError(ErrorCode::NoPicture, "The file holds no video: " + videoPath);
+            return;
         for (unsigned i = 0; i < input->context().nb_streams; ++i) {
             if (input->context().streams[i] != stream)
                 input->context().streams[i]->discard = AVDISCARD_ALL;
@@ -65,12 +68,17 @@ public:
         if (!decoder)
             return nullptr;
         const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
-        for (int i = 0; (i < mostPackets || takeFlawed) && input->read(*packet); ++i) {
+        std::int64_t bytes = 0;
+        int afterFlawed = 0;
+        for (int i = 0; i < mostPackets && bytes < mostBytes && input->read(*packet); ++i) {
+            bytes += packet->size;
             if (packet->stream_index == stream->index)
                 avcodec_send_packet(decoder.get(), packet.get());
             av_packet_unref(packet.get());
             if (Ffmpeg::FramePtr frame = receiveClean())
                 return frame;
+            if (flawed && takeFlawed && ++afterFlawed > mostAfterFlawed)
+                break;
         }
         avcodec_send_packet(decoder.get(), nullptr);
         if (Ffmpeg::FramePtr frame = receiveClean())
@@ -207,50 +215,35 @@ void writeWhole(const AVPacket &packet, const std::string &path, const std::stri
     aside.publish();
 }
 
-/** The file as it stands; null when it cannot be opened so. */
-std::unique_ptr<MediaInput> openPlain(const std::string &path)
-try {
-    return std::make_unique<MediaInput>(path);
-} catch (const EngineError &error) {
-    if (error.code() != ErrorCode::NotRecognised)
-        throw;
-    return nullptr;
-}
-
 struct FoundPicture
 {
     Ffmpeg::FramePtr frame;
     Orientation orientation;
 };
 
-/** One way to look for the picture. */
-struct Attempt
-{
-    std::unique_ptr<MediaInput> (*open)(const std::string &);
-    Pictures pictures;
-    bool takeFlawed;
-};
-
 /**
- * Key pictures first; some recordings mark none. The file as it stands before the file as it could
- * be mended, which takes longer to find out.
+ * Key pictures first; some recordings mark none, and of some no picture is without error.
  */
 FoundPicture findPicture(const std::string &videoPath)
 {
-    const Attempt attempts[] = {{openPlain, Pictures::KeyOnly, false},
-                                {openMended, Pictures::KeyOnly, false},
-                                {openPlain, Pictures::All, true},
-                                {openMended, Pictures::All, true}};
+    struct Wish
+    {
+        Pictures pictures;
+        bool takeFlawed;
+    };
+    const auto ways = waysToOpen(SourceFile(videoPath));
     bool isOpen = false;
-    for (const Attempt &attempt : attempts) {
-        auto input = attempt.open(videoPath);
-        if (!input)
-            continue;
-        isOpen = true;
-        PictureSearch search(std::move(input), videoPath, attempt.pictures);
-        if (Ffmpeg::FramePtr frame = search.find(attempt.takeFlawed)) {
-            const Orientation orientation = search.orientation(*frame);
-            return {std::move(frame), orientation};
+    for (const Wish &wish : {Wish{Pictures::KeyOnly, false}, Wish{Pictures::All, true}}) {
+        for (const OpenInput open : ways) {
+            auto input = open(videoPath);
+            if (!input)
+                continue;
+            isOpen = true;
+            PictureSearch search(std::move(input), wish.pictures);
+            if (Ffmpeg::FramePtr frame = search.find(wish.takeFlawed)) {
+                const Orientation orientation = search.orientation(*frame);
+                return {std::move(frame), orientation};
+            }
         }
     }
     // Says why it cannot be opened.

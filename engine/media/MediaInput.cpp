@@ -15,6 +15,9 @@ constexpr const char *containers =
     "mov,mp4,m4a,3gp,3g2,mj2,avi,matroska,webm,mpegts,mpeg,mpegvideo,flv,live_flv,asf,asf_o,mxf,"
     "rm,swf,gxf,wtv,nut,ogg,ivf,dv,h264,hevc,m4v,mjpeg,mjpeg_2000,obu,av1,vc1,aac,mp3,wav,ac3,flac";
 
+// Pictures in a second: a rate that no video has.
+constexpr const char *unknownRate = "1/1000";
+
 // After this many errors in a row without a packet in between, nothing more is to come.
 constexpr int mostErrors = 4096;
 
@@ -59,10 +62,10 @@ std::int64_t seekPieces(void *opaque, std::int64_t offset, int whence)
 MediaInput::MediaInput(const std::string &path)
 {
     requireReadable(path);
-    open(nullptr, Ffmpeg::fileUrl(path), path);
+    open(nullptr, nullptr, Ffmpeg::fileUrl(path), path);
 }
 
-MediaInput::MediaInput(std::unique_ptr<PiecedFile> file)
+MediaInput::MediaInput(std::unique_ptr<PiecedFile> file, const char *reader)
     : pieced(std::move(file)), place(std::make_unique<PiecesPlace>())
 {
     constexpr int bufferSize = 64 * 1024;
@@ -76,15 +79,20 @@ MediaInput::MediaInput(std::unique_ptr<PiecedFile> file)
     if (!reading || context == nullptr)
         throw std::bad_alloc();
     context->pb = reading.get();
-    open(context, pieced->damaged().path(), pieced->damaged().path());
+    open(context, reader, pieced->damaged().path(), pieced->damaged().path());
 }
 
-void MediaInput::open(AVFormatContext *context, const std::string &url, const std::string &path)
+void MediaInput::open(AVFormatContext *context, const char *reader, const std::string &url,
+                      const std::string &path)
 {
     AVDictionary *options = nullptr;
     av_dict_set(&options, "format_whitelist", containers, 0);
     av_dict_set(&options, "protocol_whitelist", "file", 0);
-    const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
+    // Raw streams of which nobody knows the rate would be said to have the usual one.
+    if (reader != nullptr)
+        av_dict_set(&options, "framerate", unknownRate, 0);
+    const AVInputFormat *format = reader != nullptr ? av_find_input_format(reader) : nullptr;
+    const int result = avformat_open_input(&context, url.c_str(), format, &options);
     av_dict_free(&options);
     if (result < 0)
         throw EngineError(ErrorCode::NotRecognised, "The file cannot be read as a video (" +

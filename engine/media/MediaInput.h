@@ -25,8 +25,12 @@ public:
      */
     explicit MediaInput(const std::string &path);
 
-    /** Opens a mended file that is nowhere written. Throws NotRecognised. */
-    explicit MediaInput(std::unique_ptr<PiecedFile> file);
+    /**
+     * Opens a mended file that is nowhere written. Throws NotRecognised.
+     *
+     * @param reader FFmpeg's name of the reader; null where the file itself tells it
+     */
+    explicit MediaInput(std::unique_ptr<PiecedFile> file, const char *reader = nullptr);
 
     AVFormatContext &context() { return *input; }
     const AVFormatContext &context() const { return *input; }
@@ -49,6 +53,9 @@ public:
     /** A part of the packet is missing. Can be told only where sizes are stated. */
     bool isIncomplete(const AVPacket &packet) const;
 
+    /** The container says nothing of time: pictures follow one another, and that is all. */
+    bool isRaw() const { return (input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0; }
+
     /** Size of a transport stream's packets in its file; 0 for other containers. */
     int transportPacketSize() const;
 
@@ -56,7 +63,8 @@ public:
     const AVStream *videoStream() const;
 
 private:
-    void open(AVFormatContext *context, const std::string &url, const std::string &path);
+    void open(AVFormatContext *context, const char *reader, const std::string &url,
+              const std::string &path);
 
     /** Read through `reading`, where there is no file to be opened by name. */
     std::unique_ptr<PiecedFile> pieced;

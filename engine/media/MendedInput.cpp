@@ -2,6 +2,7 @@
 
 #include "engine/EngineError.h"
 #include "engine/avi/AviView.h"
+#include "engine/elementary/ElementaryView.h"
 #include "engine/flv/FlvView.h"
 #include "engine/iso/IndexWriter.h"
 #include "engine/iso/IsoReader.h"
@@ -14,8 +15,10 @@ namespace {
 /** The whole damaged file as the media of a new one, and an index for it behind. */
 bool addMendedIso(PiecedFile &file)
 {
+    // To be asked about a file is to be waited for: not all of it is searched.
+    constexpr std::uint64_t searchReach = 64ULL << 20U;
     const SourceFile &source = file.damaged();
-    auto recording = readIso(source);
+    auto recording = readIso(source, searchReach);
     if (!recording)
         return false;
     Bytes start = fileTypeOf(source, *recording);
@@ -51,4 +54,33 @@ try {
     if (error.code() == ErrorCode::FileNotReadable)
         throw;
     return nullptr;
+}
+
+std::unique_ptr<MediaInput> openElementary(const std::string &path)
+try {
+    auto file = std::make_unique<PiecedFile>(path);
+    const char *reader = addElementaryVideo(*file);
+    return reader != nullptr ? std::make_unique<MediaInput>(std::move(file), reader) : nullptr;
+} catch (const EngineError &error) {
+    if (error.code() == ErrorCode::FileNotReadable)
+        throw;
+    return nullptr;
+}
+
+std::unique_ptr<MediaInput> openPlain(const std::string &path)
+try {
+    return std::make_unique<MediaInput>(path);
+} catch (const EngineError &error) {
+    if (error.code() != ErrorCode::NotRecognised)
+        throw;
+    return nullptr;
+}
+
+std::vector<OpenInput> waysToOpen(const SourceFile &source)
+{
+    // What is left of these without their first bytes looks like something else to FFmpeg's reader.
+    // Others are read as they stand first: to mend them takes longer.
+    if (mayBeAvi(source) || mayBeFlv(source))
+        return {openMended, openPlain, openElementary};
+    return {openPlain, openMended, openElementary};
 }

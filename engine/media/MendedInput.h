@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 /**
  * Opens a damaged file as if it were repaired, without writing it anywhere: its media as it stands,
@@ -11,3 +12,17 @@
  * we know how to. Throws FileNotReadable.
  */
 std::unique_ptr<MediaInput> openMended(const std::string &path);
+
+/**
+ * Opens the first key picture, and some after it, of a file of which nothing else may be left; see
+ * addElementaryVideo(). Null when there is none. Throws FileNotReadable.
+ */
+std::unique_ptr<MediaInput> openElementary(const std::string &path);
+
+/** The file as it stands. Null when it cannot be opened so. Throws FileNotReadable. */
+std::unique_ptr<MediaInput> openPlain(const std::string &path);
+
+using OpenInput = std::unique_ptr<MediaInput> (*)(const std::string &);
+
+/** These, in the order in which they are worth trying with a file. */
+std::vector<OpenInput> waysToOpen(const SourceFile &source);

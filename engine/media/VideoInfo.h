@@ -1,13 +1,10 @@
 #pragma once
 
-#include "engine/media/MediaInput.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 
-/** What a file says of its video and of the device that recorded it; what it does not say is unset.
- */
+/** What a file tells of its video and of the device that recorded it; what it does not is unset. */
 struct VideoInfo
 {
     /** "h264", "h265", "mjpeg", "mpeg" (MPEG-1, -2 and -4 Part 2), else FFmpeg's codec name. */
@@ -20,6 +17,10 @@ struct VideoInfo
     /** Mean bit rate of the video in bits per second; of the whole file where only that is known.
      */
     std::optional<std::int64_t> bitRate;
+    /** FFmpeg's name of the container. */
+    std::optional<std::string> container;
+    /** Bytes of the file. */
+    std::uint64_t size = 0;
     /** Maker and model of the recording device. */
     std::optional<std::string> make;
     std::optional<std::string> model;
@@ -27,4 +28,9 @@ struct VideoInfo
     std::optional<std::string> source;
 };
 
-VideoInfo readVideoInfo(const MediaInput &input);
+/**
+ * What is known of a file, damaged or not: read as it stands, else as if it were mended, else out
+ * of a picture that is left. There is always an answer for a file that can be read at all. Throws
+ * FileNotReadable.
+ */
+VideoInfo describeFile(const std::string &path);

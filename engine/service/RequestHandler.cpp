@@ -3,7 +3,6 @@
 #include "engine/EngineError.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/FirstPicture.h"
-#include "engine/media/MendedInput.h"
 #include "engine/media/QuickRepair.h"
 #include "engine/media/VideoInfo.h"
 #include "engine/service/Request.h"
@@ -23,23 +22,11 @@ void setIfKnown(Json &json, const char *key, const std::optional<Value> &value)
         json[key] = *value;
 }
 
-VideoInfo videoInfoOf(const std::string &path)
-{
-    try {
-        return readVideoInfo(MediaInput(path));
-    } catch (const EngineError &error) {
-        // Opening it mended reads more of the file: only where there is no other way.
-        const auto mended = error.code() == ErrorCode::NotRecognised ? openMended(path) : nullptr;
-        if (!mended)
-            throw;
-        return readVideoInfo(*mended);
-    }
-}
-
 Json answerMetadata(const Request &request)
 {
-    const VideoInfo info = videoInfoOf(request.video);
-    Json keys = Json::object();
+    const VideoInfo info = describeFile(request.video);
+    Json keys = {{"size", info.size}};
+    setIfKnown(keys, "container", info.container);
     setIfKnown(keys, "codec", info.codec);
     setIfKnown(keys, "width", info.width);
     setIfKnown(keys, "height", info.height);
@@ -48,7 +35,9 @@ Json answerMetadata(const Request &request)
     setIfKnown(keys, "make", info.make);
     setIfKnown(keys, "model", info.model);
     setIfKnown(keys, "source", info.source);
-    return {{"video_info", keys}, {"message", "The video's parameters have been read."}};
+    const char *message = info.width ? "The video's parameters have been read."
+                                     : "Nothing in the file tells the video's parameters.";
+    return {{"video_info", keys}, {"message", message}};
 }
 
 Json answerFirstPicture(const Request &request)

@@ -1,12 +1,15 @@
 #include "tests/corpus/Masters.h"
 
+#include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QLockFile>
+#include <QtEndian>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -20,6 +23,103 @@ Master master(const char *name, const char *about, const char *options)
     return {QString::fromLatin1(name), QString::fromLatin1(about), words(options)};
 }
 
+QByteArray bigEndian(qsizetype number)
+{
+    QByteArray bytes(4, '\0');
+    qToBigEndian(static_cast<quint32>(number), bytes.data());
+    return bytes;
+}
+
+QByteArray littleEndian(qsizetype number)
+{
+    QByteArray bytes(4, '\0');
+    qToLittleEndian(static_cast<quint32>(number), bytes.data());
+    return bytes;
+}
+
+QByteArray box(const QByteArray &type, const QByteArray &body)
+{
+    return bigEndian(body.size() + 8) + type + body;
+}
+
+/** Adds a box to the index, which stands at the file's end. */
+QByteArray withIndexBox(QByteArray file, const QByteArray &added)
+{
+    const qsizetype index = file.lastIndexOf("moov") - 4;
+    if (index < 0 || index + qFromBigEndian<quint32>(file.constData() + index) != file.size())
+        qFatal("the index is not at the end");
+    file.replace(index, 4, bigEndian(file.size() - index + added.size()));
+    return file + added;
+}
+
+/** A text as QuickTime's atoms hold it. */
+QByteArray textAtom(const QByteArray &type, const QByteArray &text)
+{
+    const QByteArray length = bigEndian(text.size()).mid(2);
+    return box(type, length + QByteArray("\x15\xc7", 2) + text);
+}
+
+/** An Exif directory with maker and model, lowest byte first. */
+QByteArray exifDirectory(const QByteArray &make, const QByteArray &model)
+{
+    constexpr qsizetype dataPlace = 8 + 2 + 2 * 12 + 4;
+    const auto field = [](const char *tag, const QByteArray &text, qsizetype place) {
+        return QByteArray(tag, 2) + QByteArray("\2\0", 2) + littleEndian(text.size() + 1) +
+               littleEndian(place);
+    };
+    return QByteArray("II\x2a\0", 4) + littleEndian(8) + QByteArray("\2\0", 2) +
+           field("\x0f\x01", make, dataPlace) +
+           field("\x10\x01", model, dataPlace + make.size() + 1) + littleEndian(0) + make + '\0' +
+           model + '\0';
+}
+
+QByteArray withTexts(QByteArray file)
+{
+    return withIndexBox(std::move(file), box("udta", textAtom("\xa9mak", "Text Maker") +
+                                                         textAtom("\xa9mod", "Text Model")));
+}
+
+QByteArray withVendorBox(QByteArray file)
+{
+    const QByteArray exif = exifDirectory("Vendor Maker", "Vendor Model 2");
+    return withIndexBox(std::move(file), box("udta", box("VNDR", "vendor" + exif)));
+}
+
+QByteArray withXml(QByteArray file)
+{
+    return withIndexBox(std::move(file),
+                        box("uuid", QByteArray(16, 'u') + "<Device manufacturer=\"Xml Maker\" "
+                                                          "modelName=\"Xml &amp; Model\"/>"));
+}
+
+/** A list in the place of the padding before the media. */
+QByteArray withExifList(QByteArray file)
+{
+    const auto chunk = [](const QByteArray &type, QByteArray text) {
+        text.append(text.size() % 2 == 0 ? 2 : 1, '\0');
+        return type + littleEndian(text.size()) + text;
+    };
+    const QByteArray list =
+        "exif" + chunk("ever", "0220") + chunk("ecor", "List Maker") + chunk("emdl", "List Model");
+    const qsizetype padding = file.lastIndexOf("JUNK", file.indexOf("movi"));
+    const auto room = qFromLittleEndian<quint32>(file.constData() + padding + 4);
+    if (padding < 0 || room < static_cast<quint32>(list.size()) + 16)
+        qFatal("there is no room for a list");
+    const QByteArray whole =
+        "LIST" + littleEndian(list.size()) + list + "JUNK" + littleEndian(room - list.size() - 8);
+    return file.replace(padding, whole.size(), whole);
+}
+
+/** A master whose file says what recorded it. */
+Master withDevice(Master one, const char *make, const char *model,
+                  QByteArray (*finish)(QByteArray) = nullptr)
+{
+    one.make = QString::fromLatin1(make);
+    one.model = QString::fromLatin1(model);
+    one.finish = finish;
+    return one;
+}
+
 constexpr const char *h264 = "-c:v libx264 -preset veryfast -g 50 -crf 26 -pix_fmt yuv420p ";
 
 } // namespace
@@ -29,9 +129,10 @@ const std::vector<Master> &masters()
     static const std::vector<Master> all = [] {
         const auto withH264 = [](const char *rest) { return QByteArray(h264) + rest; };
         return std::vector<Master>{
-            master("end.mp4", "H.264 with B-frames, AAC; index at the end",
-                   withH264("-c:a aac -metadata make=Maker -metadata model=Model "
-                            "-movflags +use_metadata_tags")),
+            withDevice(master("end.mp4", "H.264 with B-frames, AAC; index at the end",
+                              withH264("-c:a aac -metadata make=Maker -metadata model=Model "
+                                       "-movflags +use_metadata_tags")),
+                       "Maker", "Model"),
             master("front.mp4", "the same, index at the front",
                    withH264("-c:a aac -movflags +faststart")),
             master("fragments.mp4", "the same in fragments of two seconds",
@@ -54,6 +155,38 @@ const std::vector<Master> &masters()
             master("camera.avi", "MPEG-4, plain sound", "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
             master("broadcast.ts", "H.264, AAC", withH264("-c:a aac")),
             master("stream.flv", "H.264, AAC", withH264("-c:a aac")),
+            master("inband.mp4", "H.264 with its parameters before each key picture, no sound",
+                   withH264("-an -bsf:v dump_extra=freq=keyframe")),
+            master("inband-hevc.mp4", "the same with HEVC",
+                   "-c:v libx265 -preset ultrafast -x265-params "
+                   "log-level=none:pools=none:repeat-headers=1 -tag:v hev1 -an"),
+            master("jpeg.mov", "motion JPEG, plain sound; index at the end",
+                   "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
+            withDevice(
+                master("texts.mov", "maker and model in texts of the index", withH264("-c:a aac")),
+                "Text Maker", "Text Model", withTexts),
+            withDevice(master("keys.mov", "maker and model in keys of the index",
+                              withH264("-c:a aac -movflags +use_metadata_tags "
+                                       "-metadata com.apple.quicktime.make=Key-Maker "
+                                       "-metadata com.apple.quicktime.model=Key-Model")),
+                       "Key-Maker", "Key-Model"),
+            withDevice(
+                master("vendor.mp4", "maker and model in a vendor's box", withH264("-c:a aac")),
+                "Vendor Maker", "Vendor Model 2", withVendorBox),
+            withDevice(master("xml.mp4", "maker and model in XML in a box of its own",
+                              withH264("-c:a aac")),
+                       "Xml Maker", "Xml & Model", withXml),
+            withDevice(master("list.avi", "maker and model in a list of the header",
+                              "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
+                       "List Maker", "List Model", withExifList),
+            withDevice(master("tags.mkv", "maker and model in tags",
+                              withH264("-c:a aac -metadata make=Tag-Maker "
+                                       "-metadata model=Tag-Model")),
+                       "Tag-Maker", "Tag-Model"),
+            withDevice(master("tags.flv", "maker and model in the header's script",
+                              withH264("-c:a aac -metadata make=Flv-Maker "
+                                       "-metadata model=Flv-Model")),
+                       "Flv-Maker", "Flv-Model"),
         };
     }();
     return all;
@@ -93,6 +226,8 @@ QString makeMaster(const Master &master, const QString &folder, int seconds)
                      .arg(length);
     arguments += words("-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -threads 1");
     Footage::run(QStringLiteral("ffmpeg"), arguments + master.options + QStringList(part));
+    if (master.finish)
+        writeFile(part, master.finish(readFile(part)));
     if (!QFile::rename(part, path))
         qFatal("cannot name %s", qPrintable(path));
     return path;

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <vector>
 
 /**
@@ -16,6 +17,11 @@ struct Master
     /** What it is there for, for people. */
     QString about;
     QStringList options;
+    /** What its file says of the device, wherever it does; empty where it says nothing. */
+    QString make = {};
+    QString model = {};
+    /** What is done to the file that FFmpeg has written; may be none. */
+    std::function<QByteArray(QByteArray)> finish = {};
 };
 
 /** All there are. */

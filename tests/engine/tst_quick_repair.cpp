@@ -144,8 +144,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, name);
         constexpr int points = 20;
-        for (int i = 1; i < points; ++i) {
-            const double part = i / static_cast<double>(points);
+        for (int i = 1; i <= points; ++i) {
+            const double part = i / static_cast<double>(points + 1);
             const Outcome outcome =
                 repair(name, [part](const QByteArray &b) { return Damage::cutAt(b, part); });
             QVERIFY2(outcome.score.isPerfect(),
@@ -350,8 +350,8 @@ private Q_SLOTS:
             QCOMPARE(info.value(QStringLiteral("make")), QJsonValue(QStringLiteral("Maker")));
             QCOMPARE(info.value(QStringLiteral("model")), QJsonValue(QStringLiteral("Model")));
             QCOMPARE(info.value(QStringLiteral("source")),
-                     QJsonValue(QStringLiteral("tag \"make\" of the file, tag \"model\" of the "
-                                               "file")));
+                     QJsonValue(QStringLiteral("metadata key \"make\" of the file, metadata key "
+                                               "\"model\" of the file")));
         }
     }
 

@@ -155,7 +155,11 @@ private Q_SLOTS:
         QTest::newRow("folder") << QJsonObject{{method, 107}, {video, QStringLiteral("/")}} << -20
                                 << 107 << QStringLiteral("The file cannot be opened: /");
         QTest::newRow("no video")
-            << QJsonObject{{method, 107}, {video, QStringLiteral("/etc/passwd")}} << -21 << 107
+            << QJsonObject{{method, 101},
+                           {video, QStringLiteral("/etc/passwd")},
+                           {QStringLiteral("photoPath"), QStringLiteral("/no/such/folder/p.jpg")},
+                           {QStringLiteral("scale"), 1}}
+            << -21 << 101
             << QStringLiteral("The file cannot be read as a video (Invalid data found when "
                               "processing input): /etc/passwd");
     }
