@@ -1,9 +1,9 @@
 // What quick repair brings back of generated recordings after each kind of damage, beside plain
 // stream copy by FFmpeg, and what it costs. All figures are of one run on one machine.
 //
-//   bench_repair [--quality|--cost] [DOCUMENT]
+//   bench_repair [--quality|--cost|--questions] [DOCUMENT]
 //
-// Without one of the two, both are measured. In a document, what stands behind the marker line is
+// Without one of the three, all are measured. In a document, what stands behind the marker line is
 // replaced by the tables; without one, they are printed.
 
 #include "tests/corpus/Masters.h"
@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <limits>
 
 namespace {
 
@@ -39,6 +40,8 @@ struct Call
     double seconds = 0;
     double cpuSeconds = 0;
     double peakMiB = 0;
+    /** Of an answer about a file. */
+    QJsonObject info = {};
 };
 
 QByteArray fieldOf(const QByteArray &text, const QByteArray &name)
@@ -70,25 +73,23 @@ void readCosts(qint64 pid, Call &call)
                       static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-Call callService(const QString &input, const QString &output)
+/** What the service answers to one request, and what it costs. */
+Call callService(const QJsonObject &request)
 {
     constexpr int mostSeconds = 600;
     RawService service(QStringLiteral(VELLUMIX_SERVICE_ROOT "/bin/x64/RepairService.exe"));
     if (!service.start() || !service.connectPipes()) {
         if (service.wasKilled())
-            return callService(input, output);
+            return callService(request);
         qFatal("the service does not start");
     }
-    const QJsonObject request = {{QStringLiteral("method"), 0},
-                                 {QStringLiteral("damagedPath"), input},
-                                 {QStringLiteral("outFilePath"), output}};
     Call call;
     QElapsedTimer timer;
     timer.start();
     service.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
     const QByteArray answer = service.readWhileRunning(mostSeconds);
     if (service.wasKilled())
-        return callService(input, output);
+        return callService(request);
     call.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
     readCosts(service.process.processId(), call);
     service.hangUp();
@@ -96,7 +97,15 @@ Call callService(const QString &input, const QString &output)
     const QJsonObject object = QJsonDocument::fromJson(answer).object();
     call.errorCode = object.value(QStringLiteral("err_code")).toInt(-1);
     call.isDone = call.errorCode == 0;
+    call.info = object.value(QStringLiteral("video_info")).toObject();
     return call;
+}
+
+Call callService(const QString &input, const QString &output)
+{
+    return callService(QJsonObject{{QStringLiteral("method"), 0},
+                                   {QStringLiteral("damagedPath"), input},
+                                   {QStringLiteral("outFilePath"), output}});
 }
 
 /** FFmpeg's own program, copying all it can. */
@@ -162,7 +171,7 @@ public:
         measure("front.mp4", "5 blocks of 64 KiB zeroed", one(Damage::zeroedBlocks, 5, 65536, 3U));
         for (const char *name : {"front.mp4", "fragments.mp4", "hevc.mp4", "plain24.mov",
                                  "recorder.mkv", "camera.avi", "broadcast.ts", "stream.flv"})
-            measure(name, "cut at 19 points", cuts);
+            measure(name, "cut at 20 points", cuts);
         measure("fragments.mp4", "each fragment header lost in turn", lostFragments);
         measure("recorder.mkv", "5 blocks of 64 KiB zeroed",
                 one(Damage::zeroedBlocks, 5, 65536, 3U));
@@ -183,8 +192,8 @@ private:
     static Damages cuts(const QByteArray &bytes)
     {
         Damages files;
-        for (int i = 1; i < cutPoints; ++i)
-            files.push_back(Damage::cutAt(bytes, i / static_cast<double>(cutPoints)));
+        for (int i = 1; i <= cutPoints; ++i)
+            files.push_back(Damage::cutAt(bytes, i / static_cast<double>(cutPoints + 1)));
         return files;
     }
 
@@ -400,6 +409,74 @@ private:
     QByteArray text;
 };
 
+/** First picture and parameters of damaged recordings, as a person waits for them. */
+class QuestionBench
+{
+public:
+    QByteArray run()
+    {
+        const QByteArray front = "-movflags +faststart ";
+        measure("1920x1080, H.264, index lost, parameters before each key picture", "1920x1080",
+                "-bsf:v dump_extra=freq=keyframe ", true);
+        measure("3840x2160, H.264, whole", "3840x2160", front, false);
+        measure("3840x2160, H.264, cut at 60 %", "3840x2160", front, true);
+        measure("3840x2160, H.264, index lost, parameters before each key picture", "3840x2160",
+                "-bsf:v dump_extra=freq=keyframe ", true);
+        return "| File | Size | First picture | Parameters | Size told |\n|---|---|---|---|---|\n" +
+               text;
+    }
+
+private:
+    void measure(const char *about, const char *size, const QByteArray &options, bool isCut)
+    {
+        const QString input = folder.filePath(QStringLiteral("asked.mp4"));
+        Footage::run(QStringLiteral("ffmpeg"),
+                     QString::fromLatin1("-v error -y -f lavfi -i "
+                                         "testsrc2=size=%1:rate=30:duration=4,noise=alls=12:allf=t:"
+                                         "all_seed=7 -c:v libx264 -preset ultrafast -crf 20 -g 30 "
+                                         "-pix_fmt yuv420p -an ")
+                             .arg(QString::fromLatin1(size))
+                             .append(QString::fromLatin1(options))
+                             .split(QLatin1Char(' '), Qt::SkipEmptyParts) +
+                         QStringList(input));
+        if (isCut)
+            Footage::cut(input, 0.6);
+        const double picture = best(101, input);
+        const double parameters = best(107, input);
+        const QJsonObject info = last.info;
+        text += QStringLiteral("| %1 | %2 MB | %3 s | %4 s | %5x%6 |\n")
+                    .arg(QString::fromLatin1(about))
+                    .arg(static_cast<double>(QFileInfo(input).size()) / 1e6, 0, 'f', 1)
+                    .arg(picture, 0, 'f', 2)
+                    .arg(parameters, 0, 'f', 2)
+                    .arg(info.value(QStringLiteral("width")).toInt())
+                    .arg(info.value(QStringLiteral("height")).toInt())
+                    .toUtf8();
+        std::fprintf(stderr, "%s", text.mid(text.lastIndexOf('\n', -2) + 1).constData());
+    }
+
+    double best(int method, const QString &input)
+    {
+        constexpr int rounds = 3;
+        double least = std::numeric_limits<double>::max();
+        for (int i = 0; i < rounds; ++i) {
+            last = callService(QJsonObject{
+                {QStringLiteral("method"), method},
+                {QStringLiteral("videoPath"), input},
+                {QStringLiteral("photoPath"), folder.filePath(QStringLiteral("photo.jpg"))},
+                {QStringLiteral("scale"), 4}});
+            if (!last.isDone)
+                qFatal("method %d: error %d", method, last.errorCode);
+            least = std::min(least, last.seconds);
+        }
+        return least;
+    }
+
+    QTemporaryDir folder;
+    QByteArray text;
+    Call last;
+};
+
 void writeDocument(const QString &path, const QByteArray &tables)
 {
     const QByteArray document = readFile(path);
@@ -419,10 +496,14 @@ int main(int argc, char *argv[])
     QStringList arguments = QCoreApplication::arguments().mid(1);
     const bool onlyQuality = arguments.removeAll(QStringLiteral("--quality")) > 0;
     const bool onlyCost = arguments.removeAll(QStringLiteral("--cost")) > 0;
+    const bool onlyQuestions = arguments.removeAll(QStringLiteral("--questions")) > 0;
+    const bool isAll = !onlyQuality && !onlyCost && !onlyQuestions;
     QByteArray tables;
-    if (!onlyCost)
+    if (isAll || onlyQuality)
         tables += "## What comes back\n\n" + QualityBench().run() + '\n';
-    if (!onlyQuality)
+    if (isAll || onlyQuestions)
+        tables += "## How long a question takes\n\n" + QuestionBench().run() + '\n';
+    if (isAll || onlyCost)
         tables += "## What it costs\n\n" + CostBench().run();
     if (arguments.isEmpty())
         std::fputs(tables.constData(), stdout);
