@@ -1,77 +1,24 @@
 #include "engine/avi/AviView.h"
 
+#include "engine/avi/AviChunks.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <map>
-#include <optional>
 #include <string_view>
 
 namespace {
 
-constexpr std::size_t chunkHeader = 8;
+constexpr std::size_t chunkHeader = AviChunk::headerSize;
 
 // The header of a file of many streams is some ten thousand bytes long.
 constexpr std::uint64_t longestHeader = 1U << 20U;
 
-struct Chunk
-{
-    /** 'v' or 'a'; others are of no stream. */
-    char kind = 0;
-    unsigned stream = 0;
-    std::uint64_t size = 0;
-    /** With its header, and the byte that makes it even. */
-    std::uint64_t whole() const { return chunkHeader + size + (size & 1U); }
-};
-
 std::string_view textOf(ByteView bytes)
 {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
-}
-
-/** The chunk of a stream at this place, all of it there. */
-std::optional<Chunk> chunkAt(const SourceFile &source, std::uint64_t position)
-{
-    const ByteView head = source.view(position, chunkHeader);
-    if (head.size() < chunkHeader)
-        return std::nullopt;
-    const auto digit = [&head](std::size_t i) { return head[i] >= '0' && head[i] <= '9'; };
-    const std::string_view type = textOf(head.subspan(2, 2));
-    Chunk chunk = {.kind = type == "dc" || type == "db" ? 'v' : type == "wb" ? 'a' : '\0'};
-    chunk.size = le32(&head[4]);
-    if (!digit(0) || !digit(1) || chunk.kind == 0 ||
-        position + chunkHeader + chunk.size > source.size())
-        return std::nullopt;
-    chunk.stream = (head[0] - '0') * 10U + head[1] - '0';
-    return chunk;
-}
-
-/** Parts of the list that are of no stream: indexes of it, and lists in it. */
-std::optional<std::uint64_t> otherPartAt(const SourceFile &source, std::uint64_t position)
-{
-    constexpr std::uint64_t listHeader = 12;
-    const ByteView head = source.view(position, listHeader);
-    if (head.size() < listHeader)
-        return std::nullopt;
-    const std::string_view type = textOf(head.first(4));
-    if (type == "LIST" || type == "RIFF")
-        return listHeader;
-    const std::uint64_t size = chunkHeader + le32(&head[4]) + (head[4] & 1U);
-    if (type == "JUNK" || type == "idx1" || type.starts_with("ix"))
-        return size;
-    return std::nullopt;
-}
-
-bool isChain(const SourceFile &source, std::uint64_t position)
-{
-    constexpr int chunksToFollow = 3;
-    for (int i = 0; i < chunksToFollow; ++i) {
-        const auto chunk = chunkAt(source, position);
-        if (!chunk)
-            return false;
-        position += chunk->whole();
-    }
-    return true;
 }
 
 struct Stream
@@ -85,20 +32,24 @@ struct Stream
     Bytes list = {};
 };
 
-struct Span
-{
-    std::uint64_t offset;
-    std::uint64_t size;
-};
-
 class AviMender
 {
 public:
-    explicit AviMender(PiecedFile &target) : file(target), source(target.damaged()) {}
+    AviMender(PiecedFile &target, std::uint64_t searchReach)
+        : file(target),
+          source(target.damaged()),
+          content(findAviChunks(source, searchReach)),
+          firstChunk(content.chunks.empty() ? 0 : std::min(longestHeader, content.chunks[0].offset))
+    {
+    }
+
+    /** There is damage among the chunks, or none of it. */
+    bool isDamaged() const { return !content.holes.empty(); }
 
     bool run()
     {
-        findChunks();
+        for (const AviChunk &chunk : content.chunks)
+            count(chunk);
         findLists();
         for (auto &[number, stream] : streams) {
             if (stream.list.empty() && stream.kind == 'v')
@@ -116,24 +67,7 @@ public:
     }
 
 private:
-    void findChunks()
-    {
-        std::uint64_t position = 0;
-        while (position < source.size()) {
-            const auto chunk = chunkAt(source, position);
-            if (chunk && (isInList || isChain(source, position))) {
-                take(*chunk, position);
-                position += chunk->whole();
-                isInList = true;
-                continue;
-            }
-            const auto other = isInList ? otherPartAt(source, position) : std::nullopt;
-            isInList = other.has_value();
-            position += other.value_or(1);
-        }
-    }
-
-    void take(const Chunk &chunk, std::uint64_t position)
+    void count(const AviChunk &chunk)
     {
         constexpr std::uint64_t startSize = 64;
         Stream &stream = streams[chunk.stream];
@@ -142,14 +76,8 @@ private:
         ++stream.chunks;
         stream.bytes += chunk.size;
         if (stream.start.empty())
-            stream.start =
-                source.copy(position + chunkHeader, std::min<std::uint64_t>(chunk.size, startSize));
-        const std::uint64_t size = std::min(chunk.whole(), source.size() - position);
-        if (!spans.empty() && spans.back().offset + spans.back().size == position)
-            spans.back().size += size;
-        else
-            spans.push_back({position, size});
-        firstChunk = std::min(firstChunk, position);
+            stream.start = source.copy(chunk.offset + chunkHeader,
+                                       std::min<std::uint64_t>(chunk.size, startSize));
     }
 
     /** Lists of streams that the head still has. */
@@ -173,10 +101,38 @@ private:
                     return one.second.kind == kind && one.second.list.empty();
                 });
             if (stream != streams.rend())
-                stream->second.list.assign(
-                    head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
-                    head.begin() + static_cast<std::ptrdiff_t>(place + size));
+                stream->second.list =
+                    withoutIndex({head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
+                                  head.begin() + static_cast<std::ptrdiff_t>(place + size)});
         }
+        findInformation(head);
+    }
+
+    /** Its index of indexes would lead to places in the damaged file. */
+    static Bytes withoutIndex(Bytes list)
+    {
+        std::size_t position = chunkHeader + 4;
+        while (position + chunkHeader <= list.size()) {
+            if (textOf(list).substr(position, 4) == "indx")
+                std::copy_n("JUNK", 4, list.begin() + static_cast<std::ptrdiff_t>(position));
+            const std::uint64_t size = le32(&list[position + 4]);
+            position += static_cast<std::size_t>(chunkHeader + size + (size & 1U));
+        }
+        return list;
+    }
+
+    /** Titles and the like. */
+    void findInformation(const Bytes &head)
+    {
+        const std::string_view text = textOf(head);
+        const std::size_t place = text.find("INFO");
+        if (place == std::string_view::npos || place < chunkHeader ||
+            text.substr(place - chunkHeader, 4) != "LIST")
+            return;
+        const std::size_t size = le32(&head[place - 4]);
+        if (size <= head.size() - place)
+            information.assign(head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
+                               head.begin() + static_cast<std::ptrdiff_t>(place + size));
     }
 
     /** What the pictures are coded as; none when it cannot be told. */
@@ -276,34 +232,146 @@ private:
         appendChunk(header, "avih", main);
         for (unsigned i = 0; i < known; ++i)
             appendBytes(header, streams[i].list);
-        std::uint64_t media = 4;
-        for (const Span &span : spans)
-            media += span.size;
         Bytes start;
         appendText(start, "RIFF");
         // Larger ones are read to their end all the same.
         appendLe(start, 0, 4);
         appendText(start, "AVI ");
         appendChunk(start, "LIST", header);
+        appendBytes(start, information);
         appendText(start, "LIST");
-        appendLe(start, std::min<std::uint64_t>(media, 0xffffffffU), 4);
+        // To the end.
+        appendLe(start, 0, 4);
         appendText(start, "movi");
         file.add(std::move(start));
-        for (const Span &span : spans)
-            file.addSpan(span.offset, span.size);
+        addChunks();
+    }
+
+    void addChunks()
+    {
+        auto hole = content.holes.begin();
+        for (std::size_t i = 0; i <= content.chunks.size(); ++i) {
+            for (; hole != content.holes.end() && hole->next == i; ++hole)
+                fill(*hole);
+            if (i == content.chunks.size())
+                break;
+            const AviChunk &chunk = content.chunks[i];
+            file.addSpan(chunk.offset, std::min(chunk.end(), source.size()) - chunk.offset);
+        }
+    }
+
+    static void appendHeader(Bytes &target, unsigned stream, char kind, std::uint64_t size)
+    {
+        target.push_back(static_cast<std::uint8_t>('0' + stream / 10));
+        target.push_back(static_cast<std::uint8_t>('0' + stream % 10));
+        appendText(target, kind == 'v' ? "dc" : "wb");
+        appendLe(target, size, 4);
+    }
+
+    /**
+     * Time counts in chunks and bytes: where some are lost, something must stand in their place.
+     * Empty pictures do, as recorders write them that come too late; and of sound what there is of
+     * it, or silence.
+     */
+    void fill(const AviHole &hole)
+    {
+        auto entry = std::lower_bound(
+            content.index.begin(), content.index.end(), hole.from,
+            [](const AviChunk &chunk, std::uint64_t place) { return chunk.offset < place; });
+        if (entry == content.index.end() || entry->offset >= hole.to) {
+            guess(hole);
+            return;
+        }
+        for (; entry != content.index.end() && entry->offset < hole.to; ++entry) {
+            const bool isThere = entry->kind == 'a' && entry->end() <= hole.to;
+            Bytes header;
+            appendHeader(header, entry->stream, entry->kind, isThere ? entry->size : 0);
+            file.add(std::move(header));
+            if (isThere)
+                file.addSpan(entry->offset + chunkHeader,
+                             entry->end() - entry->offset - chunkHeader);
+        }
+    }
+
+    /** Without an index: as many pictures as there are in so many bytes elsewhere. */
+    void guess(const AviHole &hole)
+    {
+        constexpr std::uint64_t longestFill = 64U << 20U;
+        std::uint64_t bytes = 0;
+        for (const auto &[number, stream] : streams)
+            bytes += stream.bytes + stream.chunks * chunkHeader;
+        const auto video = std::find_if(streams.begin(), streams.end(),
+                                        [](const auto &one) { return one.second.kind == 'v'; });
+        if (video == streams.end() || bytes == 0)
+            return;
+        const double pictures =
+            std::round(static_cast<double>(hole.to - hole.from) *
+                       static_cast<double>(video->second.chunks) / static_cast<double>(bytes));
+        Bytes filling;
+        for (int i = 0; i < static_cast<int>(pictures); ++i)
+            appendHeader(filling, video->first, 'v', 0);
+        for (const auto &[number, stream] : streams) {
+            const SoundFormat format = formatOf(stream);
+            const double rate = pictureRateOf(video->second);
+            if (stream.kind != 'a' || format.blockSize == 0 || rate <= 0)
+                continue;
+            const auto blocks = static_cast<std::uint64_t>(
+                std::llround(pictures / rate * format.bytesPerSecond / format.blockSize));
+            const std::uint64_t size = std::min(blocks * format.blockSize, longestFill);
+            appendHeader(filling, number, 'a', size);
+            filling.resize(filling.size() + static_cast<std::size_t>(size + (size & 1U)));
+        }
+        file.add(std::move(filling));
+    }
+
+    struct SoundFormat
+    {
+        double bytesPerSecond = 0;
+        std::uint32_t blockSize = 0;
+    };
+
+    /** Of plain sound, as its list says; of other sound, nothing. */
+    static SoundFormat formatOf(const Stream &stream)
+    {
+        constexpr std::uint32_t plain = 1;
+        const std::size_t place = textOf(stream.list).find("strf");
+        if (place == std::string_view::npos || place + chunkHeader + 14 > stream.list.size())
+            return {};
+        const std::uint8_t *fields = &stream.list[place + chunkHeader];
+        if ((le32(fields) & 0xffffU) != plain)
+            return {};
+        return {.bytesPerSecond = static_cast<double>(le32(fields + 8)),
+                .blockSize = fields[12] | static_cast<std::uint32_t>(fields[13]) << 8U};
+    }
+
+    /** Pictures in a second as the stream's list says. */
+    static double pictureRateOf(const Stream &stream)
+    {
+        const std::size_t place = textOf(stream.list).find("strh");
+        if (place == std::string_view::npos || place + chunkHeader + 28 > stream.list.size())
+            return 0;
+        const std::uint32_t scale = le32(&stream.list[place + chunkHeader + 20]);
+        const std::uint32_t rate = le32(&stream.list[place + chunkHeader + 24]);
+        return scale > 0 ? static_cast<double>(rate) / scale : 0;
     }
 
     PiecedFile &file;
     const SourceFile &source;
+    AviContent content;
+    std::uint64_t firstChunk;
     std::map<unsigned, Stream> streams;
-    std::vector<Span> spans;
-    std::uint64_t firstChunk = longestHeader;
-    bool isInList = false;
+    Bytes information;
 };
 
 } // namespace
 
-bool addMendedAvi(PiecedFile &file)
+bool addMendedAvi(PiecedFile &file, std::uint64_t searchReach)
 {
-    return AviMender(file).run();
+    return AviMender(file, searchReach).run();
+}
+
+bool addDamagedAvi(PiecedFile &file)
+{
+    AviMender mender(file, std::numeric_limits<std::uint64_t>::max());
+    return mender.isDamaged() && mender.run();
 }

@@ -2,9 +2,20 @@
 
 #include "engine/recording/PiecedFile.h"
 
+#include <limits>
+
 /**
  * Puts an AVI file whose header is lost together anew: its chunks of pictures and sound, and a
  * header made of what is left of its own and of what the chunks look like. Streams that cannot be
  * told from either are left out. False when no picture can be told; nothing is then added.
+ *
+ * @param searchReach so many bytes are looked at
  */
-bool addMendedAvi(PiecedFile &file);
+bool addMendedAvi(PiecedFile &file,
+                  std::uint64_t searchReach = std::numeric_limits<std::uint64_t>::max());
+
+/**
+ * The same for a file that has its header and lacks chunks among others: what is lost leaves its
+ * time empty. False for a file whose chunks follow one another from the first to the last.
+ */
+bool addDamagedAvi(PiecedFile &file);

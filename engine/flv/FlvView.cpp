@@ -1,6 +1,10 @@
 #include "engine/flv/FlvView.h"
 
-#include "engine/recording/ForwardReader.h"
+#include "engine/recording/SourceFile.h"
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
 
 namespace {
 
@@ -22,26 +26,58 @@ std::uint64_t tagAt(const SourceFile &source, std::uint64_t position)
     return back.size() == backLength && be32(back.data()) == size ? size + backLength : 0;
 }
 
-} // namespace
-
-bool addMendedFlv(PiecedFile &file)
+/** Spans of tags that follow one another. */
+struct Span
 {
-    const SourceFile &source = file.damaged();
-    bool isStarted = false;
+    std::uint64_t offset;
+    std::uint64_t size;
+};
+
+std::vector<Span> findTags(const SourceFile &source, std::uint64_t reach)
+{
+    std::vector<Span> spans;
+    const std::uint64_t end = std::min(reach, source.size());
     std::uint64_t position = 0;
-    while (position < source.size()) {
+    while (position < end) {
         const std::uint64_t size = tagAt(source, position);
         if (size == 0) {
             ++position;
             continue;
         }
-        if (!isStarted) {
-            // With sound and pictures, and nothing before the first tag.
-            file.add({'F', 'L', 'V', 1, 5, 0, 0, 0, 9, 0, 0, 0, 0});
-            isStarted = true;
-        }
-        file.addSpan(position, size);
+        if (!spans.empty() && spans.back().offset + spans.back().size == position)
+            spans.back().size += size;
+        else
+            spans.push_back({.offset = position, .size = size});
         position += size;
     }
-    return isStarted;
+    return spans;
+}
+
+bool addTags(PiecedFile &file, const std::vector<Span> &spans)
+{
+    if (spans.empty())
+        return false;
+    // With sound and pictures, and nothing before the first tag.
+    file.add({'F', 'L', 'V', 1, 5, 0, 0, 0, 9, 0, 0, 0, 0});
+    for (const Span &span : spans)
+        file.addSpan(span.offset, span.size);
+    return true;
+}
+
+} // namespace
+
+bool addMendedFlv(PiecedFile &file, std::uint64_t searchReach)
+{
+    return addTags(file, findTags(file.damaged(), searchReach));
+}
+
+bool addDamagedFlv(PiecedFile &file)
+{
+    const auto spans = findTags(file.damaged(), std::numeric_limits<std::uint64_t>::max());
+    const std::uint64_t found =
+        std::accumulate(spans.begin(), spans.end(), std::uint64_t{0},
+                        [](std::uint64_t sum, const Span &span) { return sum + span.size; });
+    // Some recorders write nonsense for the lengths behind tags: nothing can be told by these then.
+    const bool canBeTold = found > file.damaged().size() / 2;
+    return canBeTold && spans.size() > 1 && addTags(file, spans);
 }

@@ -69,6 +69,11 @@ bool isAvi(const SourceFile &source)
            (be32(&bytes[8]) == fourCc("AVI ") || be32(&bytes[8]) == fourCc("AVIX"));
 }
 
+bool isFlv(const SourceFile &source)
+{
+    return otherContainerOf(source) == "flv";
+}
+
 bool mayBeAvi(const SourceFile &source)
 {
     return hasSuffix(source, {".avi"}) && !startsAsAnother(source);

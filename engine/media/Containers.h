@@ -14,6 +14,7 @@ bool mayBeIso(const SourceFile &source);
 bool mayBeMatroska(const SourceFile &source);
 /** By its first bytes. */
 bool isAvi(const SourceFile &source);
+bool isFlv(const SourceFile &source);
 /** It has lost those, and may have been one. */
 bool mayBeAvi(const SourceFile &source);
 bool mayBeFlv(const SourceFile &source);

@@ -2,10 +2,15 @@
 
 #include "engine/EngineError.h"
 #include "engine/media/AsideFile.h"
+#include "engine/media/ClockMender.h"
 #include "engine/media/MediaOutput.h"
 #include "engine/media/ReadBack.h"
+#include "engine/recording/PacketContent.h"
+#include "engine/recording/Progress.h"
 #include "engine/transport/TransportScan.h"
 
+#include <algorithm>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -16,6 +21,27 @@ TrackKind kindOf(const AVCodecParameters &parameters)
     return parameters.codec_type == AVMEDIA_TYPE_VIDEO   ? TrackKind::Video
            : parameters.codec_type == AVMEDIA_TYPE_AUDIO ? TrackKind::Audio
                                                          : TrackKind::Other;
+}
+
+/** What damage to the packets of a stream can be told by. */
+PacketContent::Kind contentOf(const MediaInput &input, const AVCodecParameters &parameters)
+{
+    // Streams of marks may be filled up with zeros.
+    if (!input.statesPacketSizes())
+        return {};
+    switch (parameters.codec_id) {
+    case AV_CODEC_ID_H264:
+    case AV_CODEC_ID_HEVC:
+        return {.impossibleZeros = PacketContent::zerosInPicture};
+    case AV_CODEC_ID_MPEG4:
+        return {.impossibleZeros = PacketContent::zerosInOldPicture};
+    case AV_CODEC_ID_MJPEG:
+        return {.impossibleZeros = PacketContent::zerosInOldPicture, .hasJpegHeader = true};
+    case AV_CODEC_ID_AAC:
+        return {.impossibleZeros = PacketContent::zerosInSound};
+    default:
+        return {};
+    }
 }
 
 RepairReport streamsOf(const AVFormatContext &input)
@@ -61,6 +87,8 @@ public:
             scan = scanTransport(SourceFile(path), size);
     }
 
+    bool knowsOfParts() const { return !scan.broken.empty(); }
+
     /** Known to lack pieces in its middle, or some at its end. */
     bool isPart(const AVPacket &packet, const AVStream &stream) const
     {
@@ -86,11 +114,106 @@ private:
     TransportScan scan;
 };
 
+/** Finds the spans of time in which one stream lacks packets. Times are the stream's own. */
+class GapFinder
+{
+public:
+    void lose(const AVPacket &packet)
+    {
+        const std::int64_t time = timeOf(packet);
+        if (!lostFrom)
+            lostFrom = time != AV_NOPTS_VALUE ? std::optional(time) : due;
+        ++lostSeen;
+        if (time != AV_NOPTS_VALUE)
+            due = time + lengthOf(packet);
+    }
+
+    /** @param findsJumps times that jump tell of packets that were never seen */
+    void keep(const AVPacket &packet, bool findsJumps, const AVStream &stream, TrackReport &report)
+    {
+        const std::int64_t time = timeOf(packet);
+        if (time == AV_NOPTS_VALUE)
+            return;
+        const std::int64_t length = lengthOf(packet);
+        const bool isJump = findsJumps && dueAfterKept && length > 0 &&
+                            (time - *dueAfterKept) * 2 > length &&
+                            isShort(time - *dueAfterKept, stream);
+        if (lostFrom)
+            add(std::min(*lostFrom, isJump ? *dueAfterKept : *lostFrom), time, stream, report);
+        else if (isJump)
+            add(*dueAfterKept, time, stream, report);
+        if (isJump)
+            // At the pace of this one.
+            report.found +=
+                std::max<std::int64_t>((time - *dueAfterKept + length / 2) / length - lostSeen, 0);
+        takeStep(last ? time - *last : 0);
+        lostFrom.reset();
+        lostSeen = 0;
+        last = time;
+        due = dueAfterKept = time + lengthOf(packet);
+    }
+
+    void end(const AVStream &stream, TrackReport &report)
+    {
+        if (lostFrom && due)
+            add(*lostFrom, *due, stream, report);
+    }
+
+private:
+    /** Shorter than where a clock is set anew. */
+    static bool isShort(std::int64_t time, const AVStream &stream)
+    {
+        constexpr double longest = static_cast<double>(ClockMender::largestStep) / AV_TIME_BASE;
+        return static_cast<double>(time) * av_q2d(stream.time_base) < longest;
+    }
+
+    /** As the packet says; else as it is from packet to packet. */
+    std::int64_t lengthOf(const AVPacket &packet) const
+    {
+        return packet.duration > 0 ? packet.duration : usualStep;
+    }
+
+    void takeStep(std::int64_t step)
+    {
+        if (step > usualStep / 2)
+            usualStep = usualStep > 0 ? std::min(usualStep, step) : step;
+    }
+
+    // Decode times: they grow from packet to packet.
+    static std::int64_t timeOf(const AVPacket &packet)
+    {
+        return packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+    }
+
+    static void add(std::int64_t from, std::int64_t to, const AVStream &stream, TrackReport &report)
+    {
+        const std::int64_t start = stream.start_time != AV_NOPTS_VALUE ? stream.start_time : 0;
+        const double unit = av_q2d(stream.time_base);
+        if (to > from && report.gaps.size() < TrackReport::mostGaps)
+            report.gaps.push_back({.from = static_cast<double>(from - start) * unit,
+                                   .to = static_cast<double>(to - start) * unit});
+    }
+
+    std::optional<std::int64_t> lostFrom;
+    /** Lost packets since the last that is kept. */
+    std::int64_t lostSeen = 0;
+    std::optional<std::int64_t> last;
+    /** When the next one is to be expected: after any packet, and after one that is kept. */
+    std::optional<std::int64_t> due;
+    std::optional<std::int64_t> dueAfterKept;
+    std::int64_t usualStep = 0;
+};
+
 class PacketCopy
 {
 public:
-    PacketCopy(MediaInput &from, MediaOutput &to, const std::string &path)
-        : input(from), output(to), filter(from, path), report(streamsOf(from.context()))
+    PacketCopy(MediaInput &from, MediaOutput &to, const std::string &path, Damage damage)
+        : input(from),
+          output(to),
+          filter(from, path),
+          findsJumps(damage == Damage::Known || filter.knowsOfParts()),
+          report(streamsOf(from.context())),
+          progress("copied", input.size())
     {
     }
 
@@ -98,14 +221,17 @@ public:
     {
         const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
         while (input.read(*packet)) {
+            progress.reach(static_cast<std::uint64_t>(std::max<std::int64_t>(packet->pos, 0)));
             take(*packet);
             av_packet_unref(packet.get());
         }
         // Of each stream the last has been held back.
         for (std::size_t i = 0; i < held.size(); ++i) {
-            if (held[i] && held[i]->data != nullptr && !filter.endsInPart(*held[i], streamOf(i)))
-                write(*held[i], i);
+            if (held[i] && held[i]->data != nullptr)
+                takeLast(*held[i], i);
         }
+        for (std::size_t i = 0; i < gaps.size(); ++i)
+            gaps[i].end(streamOf(i), report.tracks[i]);
         report.streamsLeftOut = static_cast<int>(leftOut.size());
         return std::move(report);
     }
@@ -119,20 +245,37 @@ private:
         // Some readers find further streams as they go.
         if (index >= report.tracks.size())
             report.tracks.resize(index + 1);
+        gaps.resize(report.tracks.size());
         ++report.tracks[index].found;
         if (!output.takes(packet.stream_index)) {
             leftOut.insert(packet.stream_index);
             return;
         }
-        // Half a packet at the place of the damage would come out as a broken picture.
-        const bool isPart =
-            input.isIncomplete(packet) && !keepWholeSamples(packet, streamOf(index));
-        if (isPart || filter.isPart(packet, streamOf(index)))
-            return;
-        if (input.statesPacketSizes()) {
-            write(packet, index);
+        if (isLost(packet, streamOf(index))) {
+            gaps[index].lose(packet);
             return;
         }
+        gaps[index].keep(packet, findsJumps, streamOf(index), report.tracks[index]);
+        if (input.statesPacketSizes())
+            write(packet, index);
+        else
+            hold(packet, index);
+    }
+
+    bool isLost(AVPacket &packet, const AVStream &stream) const
+    {
+        // Half a packet at the place of the damage would come out as a broken picture.
+        const bool isPart = input.isIncomplete(packet) && !keepWholeSamples(packet, stream);
+        // Empty ones stand where packets are lost.
+        const bool isEmpty = findsJumps && packet.size == 0;
+        return isPart || isEmpty || filter.isPart(packet, stream) ||
+               PacketContent::isOverwritten({packet.data, static_cast<std::size_t>(packet.size)},
+                                            contentOf(input, *stream.codecpar));
+    }
+
+    /** Whether it is the last one of its stream, the next will tell. */
+    void hold(AVPacket &packet, std::size_t index)
+    {
         if (held.size() <= index)
             held.resize(index + 1);
         if (!held[index])
@@ -143,6 +286,14 @@ private:
         av_packet_move_ref(held[index].get(), &packet);
     }
 
+    void takeLast(AVPacket &packet, std::size_t index)
+    {
+        if (filter.endsInPart(packet, streamOf(index)))
+            gaps[index].lose(packet);
+        else
+            write(packet, index);
+    }
+
     void write(AVPacket &packet, std::size_t index)
     {
         report.tracks[index].kept += output.write(packet) ? 1 : 0;
@@ -151,15 +302,18 @@ private:
     MediaInput &input;
     MediaOutput &output;
     PartFilter filter;
+    bool findsJumps;
     RepairReport report;
+    Progress progress;
     std::set<int> leftOut;
     std::vector<Ffmpeg::PacketPtr> held;
+    std::vector<GapFinder> gaps;
 };
 
 } // namespace
 
 RepairReport repairWithFfmpeg(MediaInput &input, const std::string &damagedPath,
-                              const std::string &outputPath)
+                              const std::string &outputPath, Damage damage)
 {
     const auto writer = writerFor(input.context(), outputPath);
     if (!writer)
@@ -169,13 +323,13 @@ RepairReport repairWithFfmpeg(MediaInput &input, const std::string &damagedPath,
 
     AsideFile aside(outputPath, damagedPath);
     MediaOutput output(input, aside.path(), *writer);
-    RepairReport report = PacketCopy(input, output, damagedPath).run();
+    RepairReport report = PacketCopy(input, output, damagedPath, damage).run();
     report.container = *writer;
     if (report.kept() == 0)
         throw EngineError(ErrorCode::NothingReadable,
                           "Nothing in the file can be read any more: " + damagedPath);
-    output.finish();
-    readBack(aside.path(), output.written());
+    const std::vector<WrittenStream> written = output.finish();
+    readBack(aside.path(), written);
     aside.publish();
     return report;
 }

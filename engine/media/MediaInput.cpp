@@ -3,6 +3,7 @@
 #include "engine/EngineError.h"
 #include "engine/recording/InputFile.h"
 
+#include <algorithm>
 #include <new>
 #include <string_view>
 
@@ -100,6 +101,11 @@ void MediaInput::open(AVFormatContext *context, const char *reader, const std::s
     input.reset(context);
     // What it cannot find out stays unknown; the packets may be readable all the same.
     avformat_find_stream_info(context, nullptr);
+}
+
+std::uint64_t MediaInput::size() const
+{
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(avio_size(input->pb), 0));
 }
 
 int MediaInput::transportPacketSize() const

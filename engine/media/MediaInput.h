@@ -41,6 +41,9 @@ public:
      */
     bool read(AVPacket &packet);
 
+    /** Bytes of the file. */
+    std::uint64_t size() const;
+
     /** The last read() found the end, not an error that it could not get over. */
     bool isAtEnd() const { return atEnd; }
 

@@ -205,8 +205,11 @@ int MediaOutput::writeHeader(const AVFormatContext &source)
 
     // The writer chooses the time bases with its header.
     menders.clear();
-    for (unsigned i = 0; i < output->nb_streams; ++i)
+    written.clear();
+    for (unsigned i = 0; i < output->nb_streams; ++i) {
         menders.emplace_back(menderSettings(*output->streams[i]));
+        written.push_back({.kind = output->streams[i]->codecpar->codec_type});
+    }
     if ((source.iformat->flags & AVFMT_TS_DISCONT) != 0)
         clock.emplace();
     return 0;
@@ -269,20 +272,24 @@ bool MediaOutput::write(AVPacket &packet)
     packet.stream_index = streamMap[static_cast<std::size_t>(packet.stream_index)];
     packet.pos = -1;
     mendTimes(packet, static_cast<std::size_t>(packet.stream_index));
-    const int kind = output->streams[packet.stream_index]->codecpar->codec_type;
-    const std::int64_t size = packet.size;
+    WrittenStream &stream = written[static_cast<std::size_t>(packet.stream_index)];
+    const WrittenStream::Times times =
+        timesOf(packet, output->streams[packet.stream_index]->time_base);
+    // The writer takes the packet's bytes for its own, and gives none back that it refuses.
+    stream.digest.addBytes({packet.data, static_cast<std::size_t>(packet.size)});
     const int result = av_interleaved_write_frame(output, &packet);
     if (output->pb->error < 0)
         throw notWritten(output->pb->error);
     if (result == AVERROR(ENOMEM))
         throw std::bad_alloc();
+    stream.isRefused = stream.isRefused || result < 0;
     if (result < 0)
         return false;
-    bytes[kind] += size;
+    stream.times.push_back(times);
     return true;
 }
 
-void MediaOutput::finish()
+std::vector<WrittenStream> MediaOutput::finish()
 {
     int result = av_write_trailer(output);
     if (result >= 0)
@@ -290,6 +297,7 @@ void MediaOutput::finish()
     close();
     if (result < 0)
         throw notWritten(result);
+    return std::move(written);
 }
 
 void MediaOutput::close()

@@ -40,11 +40,8 @@ public:
      */
     bool write(AVPacket &packet);
 
-    /** Writes what remains and closes the file. Throws OutputNotWritten. */
-    void finish();
-
-    /** What has been written so far. */
-    const PacketBytes &written() const { return bytes; }
+    /** Writes what remains, closes the file and tells what is in it. Throws OutputNotWritten. */
+    std::vector<WrittenStream> finish();
 
 private:
     enum class Streams { All, PictureAndSound };
@@ -68,5 +65,6 @@ private:
     std::vector<TimestampMender> menders;
     /** Only for containers whose clock may be set anew. */
     std::optional<ClockMender> clock;
-    PacketBytes bytes;
+    /** By index in the output. */
+    std::vector<WrittenStream> written;
 };

@@ -12,11 +12,12 @@
 
 namespace {
 
+// To be asked about a file is to be waited for: not all of it is searched.
+constexpr std::uint64_t searchReach = 64ULL << 20U;
+
 /** The whole damaged file as the media of a new one, and an index for it behind. */
 bool addMendedIso(PiecedFile &file)
 {
-    // To be asked about a file is to be waited for: not all of it is searched.
-    constexpr std::uint64_t searchReach = 64ULL << 20U;
     const SourceFile &source = file.damaged();
     auto recording = readIso(source, searchReach);
     if (!recording)
@@ -34,26 +35,46 @@ bool addMendedIso(PiecedFile &file)
     return true;
 }
 
-bool addMended(PiecedFile &file)
+bool addBeginning(PiecedFile &file)
+{
+    const SourceFile &source = file.damaged();
+    if (mayBeAvi(source))
+        return addMendedAvi(file, searchReach);
+    if (mayBeFlv(source))
+        return addMendedFlv(file, searchReach);
+    return mayBeIso(source) && addMendedIso(file);
+}
+
+bool addWithoutHoles(PiecedFile &file)
 {
     const SourceFile &source = file.damaged();
     if (mayBeAvi(source))
         return addMendedAvi(file);
     if (mayBeFlv(source))
         return addMendedFlv(file);
-    return mayBeIso(source) && addMendedIso(file);
+    return (isAvi(source) && addDamagedAvi(file)) || (isFlv(source) && addDamagedFlv(file));
+}
+
+std::unique_ptr<MediaInput> openPieces(const std::string &path, bool (*add)(PiecedFile &))
+try {
+    auto file = std::make_unique<PiecedFile>(path);
+    return add(*file) ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
+} catch (const EngineError &error) {
+    if (error.code() == ErrorCode::FileNotReadable)
+        throw;
+    return nullptr;
 }
 
 } // namespace
 
 std::unique_ptr<MediaInput> openMended(const std::string &path)
-try {
-    auto file = std::make_unique<PiecedFile>(path);
-    return addMended(*file) ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
-} catch (const EngineError &error) {
-    if (error.code() == ErrorCode::FileNotReadable)
-        throw;
-    return nullptr;
+{
+    return openPieces(path, addBeginning);
+}
+
+std::unique_ptr<MediaInput> openWithoutHoles(const std::string &path)
+{
+    return openPieces(path, addWithoutHoles);
 }
 
 std::unique_ptr<MediaInput> openElementary(const std::string &path)

@@ -8,10 +8,17 @@
 
 /**
  * Opens a damaged file as if it were repaired, without writing it anywhere: its media as it stands,
- * with an index or a header made anew. Null when there is nothing to mend about it, or nothing that
- * we know how to. Throws FileNotReadable.
+ * with an index or a header made anew: as much of it as serves to tell what it is. Null when there
+ * is nothing to mend about it, or nothing that we know how to. Throws FileNotReadable.
  */
 std::unique_ptr<MediaInput> openMended(const std::string &path);
+
+/**
+ * Opens a damaged file whose container FFmpeg's reader reads, without what lies between its sound
+ * parts, so that these keep their times. Null when it has no such damage, or is of another
+ * container. Throws FileNotReadable.
+ */
+std::unique_ptr<MediaInput> openWithoutHoles(const std::string &path);
 
 /**
  * Opens the first key picture, and some after it, of a file of which nothing else may be left; see

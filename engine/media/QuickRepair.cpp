@@ -1,6 +1,7 @@
 #include "engine/media/QuickRepair.h"
 
 #include "engine/EngineError.h"
+#include "engine/iso/BoxSearch.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
 #include "engine/log/LogLine.h"
@@ -89,23 +90,50 @@ try {
     return std::nullopt;
 }
 
-/** FFmpeg's reader would take what is left for something else. */
-bool hasLostHeader(const std::string &damagedPath)
+/** Copies what lies between damage in containers that we do not write; none where that fails. */
+std::optional<RepairReport> repairWithoutHoles(const std::string &damagedPath,
+                                               const std::string &outputPath)
+try {
+    const auto input = openWithoutHoles(damagedPath);
+    if (!input)
+        return std::nullopt;
+    return repairWithFfmpeg(*input, damagedPath, outputPath, Damage::Known);
+} catch (const EngineError &error) {
+    if (error.code() != ErrorCode::OutputNotSound)
+        throw;
+    logLine(TarnLogWarn, std::string("trying the file as it stands: ") + error.what());
+    return std::nullopt;
+}
+
+/** Why nobody can read a file as it stands, and the way out where there is one. */
+EngineError notRecognised(const SourceFile &source, const EngineError &error)
 {
-    const SourceFile source(damagedPath);
-    return mayBeAvi(source) || mayBeFlv(source);
+    const std::string &path = source.path();
+    if (mayBeMatroska(source) || mayBeAvi(source))
+        return {ErrorCode::NotRecognised,
+                "The file has lost the header that says how its pictures and sound are coded, and "
+                "they do not say it themselves: " +
+                    path};
+    if (looksLikeIso(source))
+        return {ErrorCode::NotRecognised,
+                "The file has lost its index, which says where its pictures and sound stand. "
+                "Advanced repair with a video from the same device can do without: " +
+                    path};
+    return error;
 }
 
 } // namespace
 
 RepairReport quickRepair(const std::string &damagedPath, const std::string &outputPath)
-{
+try {
     if (auto report = repairOurselves(damagedPath, outputPath))
         return *report;
-    if (hasLostHeader(damagedPath)) {
-        if (const auto mended = openMended(damagedPath))
-            return repairWithFfmpeg(*mended, damagedPath, outputPath);
-    }
+    if (auto report = repairWithoutHoles(damagedPath, outputPath))
+        return *report;
     MediaInput input(damagedPath);
-    return repairWithFfmpeg(input, damagedPath, outputPath);
+    return repairWithFfmpeg(input, damagedPath, outputPath, Damage::Unknown);
+} catch (const EngineError &error) {
+    if (error.code() != ErrorCode::NotRecognised)
+        throw;
+    throw notRecognised(SourceFile(damagedPath), error);
 }

@@ -1,15 +1,41 @@
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <string>
+#include "engine/media/Ffmpeg.h"
+#include "engine/recording/PacketDigest.h"
 
-/** Bytes of packets by kind of stream, as AVMediaType numbers them. */
-using PacketBytes = std::map<int, std::int64_t>;
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/** What was put into one stream of an output. */
+struct WrittenStream
+{
+    /** Microseconds; AV_NOPTS_VALUE when unknown. */
+    struct Times
+    {
+        std::int64_t shown = 0;
+        std::int64_t decoded = 0;
+    };
+
+    AVMediaType kind = AVMEDIA_TYPE_UNKNOWN;
+    /** Of the bytes alone. */
+    PacketDigest digest = {};
+    /** Of each packet, in order. */
+    std::vector<Times> times = {};
+    /** The writer did not take every packet: the bytes are not all in the file. */
+    bool isRefused = false;
+};
+
+WrittenStream::Times timesOf(const AVPacket &packet, AVRational timeBase);
 
 /**
- * Reads a file that has just been written to its end and compares it with what was put in.
+ * Reads a file that FFmpeg has just written to its end and compares it with what was put in, as far
+ * as its container gives that back: bytes, times, and whether key pictures can be decoded.
+ *
  * Throws OutputNotSound when it does not open, cannot be read to its end, holds an incomplete
- * packet, or has fewer bytes of a kind of stream than were written.
+ * packet, lacks bytes, or shows its packets at other times; NothingReadable when there are key
+ * pictures and not one of those tried can be decoded.
+ *
+ * @param written in the file's order, as far as streams are of one kind
  */
-void readBack(const std::string &path, const PacketBytes &written);
+void readBack(const std::string &path, const std::vector<WrittenStream> &written);

@@ -1,7 +1,5 @@
 #include "engine/recording/ForwardReader.h"
 
-#include "engine/log/LogLine.h"
-
 #include <algorithm>
 
 namespace {
@@ -11,7 +9,7 @@ constexpr std::size_t windowSize = 1U << 20U;
 } // namespace
 
 ForwardReader::ForwardReader(const SourceFile &file, const char *what)
-    : source(file), activity(what)
+    : source(file), progress(what, file.size())
 {
 }
 
@@ -23,12 +21,7 @@ ByteView ForwardReader::read(std::uint64_t offset, std::size_t size)
             static_cast<std::size_t>(std::min<std::uint64_t>(std::max(windowSize, size), left)));
         start = offset;
         window.resize(source.read(offset, window.data(), window.size()));
-        constexpr std::uint64_t steps = 10;
-        const std::uint64_t step = source.size() > 0 ? offset * steps / source.size() : 0;
-        if (step > lastStep)
-            logLine(TarnLogInfo,
-                    std::string(activity) + " " + std::to_string(step * 100 / steps) + " %");
-        lastStep = std::max(lastStep, step);
+        progress.reach(offset);
     }
     const auto place =
         static_cast<std::size_t>(std::min(offset - start, std::uint64_t{window.size()}));

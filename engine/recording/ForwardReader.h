@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/recording/Progress.h"
 #include "engine/recording/SourceFile.h"
 
 /** Reads a file in its order, much at a time, and tells the log how far it has come. */
@@ -14,8 +15,7 @@ public:
 
 private:
     const SourceFile &source;
-    const char *activity;
+    Progress progress;
     Bytes window;
     std::uint64_t start = 0;
-    std::uint64_t lastStep = 0;
 };

@@ -18,6 +18,17 @@ bool hasZeros(ByteView bytes, std::size_t length)
     return false;
 }
 
+/** From the first scan to the last mark of the picture's end: behind it, recorders pad. */
+ByteView jpegData(ByteView packet)
+{
+    constexpr std::uint8_t scan[] = {0xff, 0xda};
+    constexpr std::uint8_t end[] = {0xff, 0xd9};
+    const auto from = std::search(packet.begin(), packet.end(), std::begin(scan), std::end(scan));
+    const auto to = std::find_end(from, packet.end(), std::begin(end), std::end(end));
+    return packet.subspan(static_cast<std::size_t>(from - packet.begin()),
+                          static_cast<std::size_t>(to - from));
+}
+
 } // namespace
 
 bool PacketContent::isNalHeader(std::uint8_t byte, bool isHevc)
@@ -52,6 +63,8 @@ bool PacketContent::isNalChain(ByteView packet, unsigned lengthSize, bool isHevc
 bool PacketContent::isOverwritten(ByteView packet, const Kind &kind)
 {
     constexpr std::size_t leastToJudge = 8;
+    if (kind.hasJpegHeader)
+        packet = jpegData(packet);
     if (packet.size() < leastToJudge || kind.impossibleZeros == 0)
         return false;
     return hasZeros(packet, std::min(packet.size(), kind.impossibleZeros));

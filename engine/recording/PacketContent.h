@@ -15,11 +15,15 @@ struct Kind
     bool isHevc = false;
     /** No sound packet has this many zero bytes in a row; 0 when nothing is known. */
     std::size_t impossibleZeros = 0;
+    /** What stands before a picture's coded data may have any number of them: JPEG. */
+    bool hasJpegHeader = false;
 };
 
 /** Zero bytes in a row that coded pictures (H.264, HEVC) and frames of AAC do not have. */
 constexpr std::size_t zerosInPicture = 32;
 constexpr std::size_t zerosInSound = 256;
+/** The same of MPEG-4 Part 2 and of JPEG's coded data. */
+constexpr std::size_t zerosInOldPicture = 64;
 
 /** May begin a NAL unit. */
 bool isNalHeader(std::uint8_t byte, bool isHevc);

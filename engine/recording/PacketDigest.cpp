@@ -1,13 +1,11 @@
 #include "engine/recording/PacketDigest.h"
 
-extern "C" {
-#include <libavutil/mem.h>
-#include <libavutil/murmur3.h>
-}
-
-#include <array>
-#include <new>
-#include <utility>
+#define XXH_INLINE_ALL
+// Without full optimisation, its functions cannot all be inlined as it demands.
+#ifndef NDEBUG
+#define XXH_NO_INLINE_HINTS 1
+#endif
+#include <xxhash.h>
 
 namespace {
 
@@ -23,29 +21,23 @@ std::uint64_t mixed(std::uint64_t value)
 
 } // namespace
 
-PacketDigest::PacketDigest() : state(av_murmur3_alloc())
+struct PacketDigest::State
 {
-    if (state == nullptr)
-        throw std::bad_alloc();
-    av_murmur3_init(state);
+    XXH3_state_t hash = {};
+};
+
+PacketDigest::PacketDigest() : state(std::make_unique<State>())
+{
+    XXH3_64bits_reset(&state->hash);
 }
 
-PacketDigest::~PacketDigest()
-{
-    av_free(state);
-}
-
-PacketDigest::PacketDigest(PacketDigest &&other) noexcept
-    : state(std::exchange(other.state, nullptr)),
-      packetCount(other.packetCount),
-      byteCount(other.byteCount),
-      times(other.times)
-{
-}
+PacketDigest::~PacketDigest() = default;
+PacketDigest::PacketDigest(PacketDigest &&) noexcept = default;
+PacketDigest &PacketDigest::operator=(PacketDigest &&) noexcept = default;
 
 void PacketDigest::addBytes(ByteView bytes)
 {
-    av_murmur3_update(state, bytes.data(), bytes.size());
+    XXH3_64bits_update(&state->hash, bytes.data(), bytes.size());
     byteCount += bytes.size();
 }
 
@@ -58,9 +50,7 @@ void PacketDigest::addPacket(std::int64_t time, std::uint64_t size)
     times = mixed(times ^ mixed(static_cast<std::uint64_t>(time)) ^ size);
 }
 
-std::uint64_t PacketDigest::bytesHash()
+std::uint64_t PacketDigest::bytesHash() const
 {
-    std::array<std::uint8_t, 16> hash = {};
-    av_murmur3_final(state, hash.data());
-    return be64(hash.data()) ^ be64(&hash[8]);
+    return XXH3_64bits_digest(&state->hash);
 }

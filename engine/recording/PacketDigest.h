@@ -4,8 +4,6 @@
 
 #include <memory>
 
-struct AVMurMur3;
-
 /**
  * What one track's packets look like: equal for two files exactly when they hold the same bytes,
  * in the same order, with the same sizes and times, as far as a hash can tell.
@@ -15,8 +13,8 @@ class PacketDigest
 public:
     PacketDigest();
     ~PacketDigest();
-    PacketDigest(PacketDigest &&other) noexcept;
-    PacketDigest &operator=(PacketDigest &&) = delete;
+    PacketDigest(PacketDigest &&) noexcept;
+    PacketDigest &operator=(PacketDigest &&) noexcept;
     PacketDigest(const PacketDigest &) = delete;
     PacketDigest &operator=(const PacketDigest &) = delete;
 
@@ -27,11 +25,12 @@ public:
     std::uint64_t packets() const { return packetCount; }
     std::uint64_t bytes() const { return byteCount; }
     std::uint64_t timesHash() const { return times; }
-    /** Ends the hash; to be called once. */
-    std::uint64_t bytesHash();
+    std::uint64_t bytesHash() const;
 
 private:
-    AVMurMur3 *state;
+    struct State;
+
+    std::unique_ptr<State> state;
     std::uint64_t packetCount = 0;
     std::uint64_t byteCount = 0;
     std::int64_t firstTime = 0;

@@ -2,13 +2,6 @@
 
 #include <algorithm>
 
-namespace {
-
-// Gaps beyond these are counted as lost packets all the same.
-constexpr std::size_t mostGaps = 100;
-
-} // namespace
-
 std::int64_t RepairReport::kept() const
 {
     std::int64_t sum = 0;
@@ -56,7 +49,8 @@ TrackReport reportOf(const Track &track)
         const std::int64_t end = next != track.packets.end()
                                      ? next->time
                                      : track.packets.back().time + track.lastDuration;
-        if (report.gaps.size() < mostGaps)
+        // Those beyond are counted as lost packets all the same.
+        if (report.gaps.size() < TrackReport::mostGaps)
             report.gaps.push_back({.from = seconds(packet->time), .to = seconds(end)});
         packet = next;
     }

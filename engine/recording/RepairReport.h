@@ -16,8 +16,10 @@ struct TrackReport
     std::int64_t found = 0;
     /** Packets that stand in the output. */
     std::int64_t kept = 0;
-    /** Spans of time, in seconds of the damaged recording, without packets. */
+    /** Spans of time, in seconds of the damaged recording, without packets: the first of them. */
     std::vector<Gap> gaps = {};
+
+    static constexpr std::size_t mostGaps = 100;
 
     std::int64_t lost() const { return found - kept; }
 };

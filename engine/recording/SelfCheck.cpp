@@ -3,13 +3,13 @@
 #include "engine/EngineError.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/Ffmpeg.h"
+#include "engine/recording/KeyPictures.h"
+#include "engine/recording/Progress.h"
 
+#include <algorithm>
 #include <map>
 
 namespace {
-
-// Key pictures that are decoded of each video track, spread over its length.
-constexpr std::uint64_t picturesToDecode = 5;
 
 EngineError notSound(const std::string &why)
 {
@@ -35,42 +35,15 @@ Ffmpeg::InputPtr openPlain(const std::string &path)
     return Ffmpeg::InputPtr(opened);
 }
 
-/** Decodes single key pictures of one stream. */
-class KeyPictures
-{
-public:
-    explicit KeyPictures(const AVStream &ofStream) : stream(ofStream) {}
-
-    void decode(const AVPacket &packet)
-    {
-        const AVCodec *codec = avcodec_find_decoder(stream.codecpar->codec_id);
-        if (codec == nullptr)
-            return;
-        const Ffmpeg::CodecContextPtr decoder(avcodec_alloc_context3(codec));
-        if (!decoder || avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0 ||
-            avcodec_open2(decoder.get(), codec, nullptr) < 0)
-            return;
-        ++tried;
-        const Ffmpeg::FramePtr frame = Ffmpeg::makeFrame();
-        avcodec_send_packet(decoder.get(), &packet);
-        avcodec_send_packet(decoder.get(), nullptr);
-        if (avcodec_receive_frame(decoder.get(), frame.get()) >= 0)
-            ++decoded;
-    }
-
-    bool isAllBroken() const { return tried > 0 && decoded == 0; }
-
-private:
-    const AVStream &stream;
-    int tried = 0;
-    int decoded = 0;
-};
-
 class Check
 {
 public:
     Check(const std::string &path, std::vector<ExpectedTrack> tracks)
-        : input(openPlain(path)), expected(std::move(tracks)), found(expected.size())
+        : input(openPlain(path)),
+          expected(std::move(tracks)),
+          found(expected.size()),
+          progress("checked",
+                   static_cast<std::uint64_t>(std::max<std::int64_t>(avio_size(input->pb), 0)))
     {
         if (input->nb_streams < expected.size())
             throw notSound("tracks are missing");
@@ -89,7 +62,7 @@ public:
         for (std::size_t i = 0; i < expected.size(); ++i)
             compare(i);
         for (const auto &[stream, ofStream] : pictures) {
-            if (ofStream.isAllBroken())
+            if (ofStream.areAllBroken())
                 throw EngineError(ErrorCode::NothingReadable,
                                   "The file says where its pictures are, but what stands there "
                                   "cannot be decoded.");
@@ -108,22 +81,11 @@ private:
         if (expected[index].comparesBytes)
             digest.addBytes({packet.data, static_cast<std::size_t>(packet.size)});
         digest.addPacket(packet.pts, static_cast<std::uint64_t>(packet.size));
+        progress.reach(static_cast<std::uint64_t>(std::max<std::int64_t>(packet.pos, 0)));
         const AVStream &stream = *input->streams[packet.stream_index];
-        if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
-            (packet.flags & AV_PKT_FLAG_KEY) != 0)
-            sample(packet, stream, digest.packets());
-    }
-
-    void sample(const AVPacket &packet, const AVStream &stream, std::uint64_t number)
-    {
-        const std::uint64_t step =
-            expected[static_cast<std::size_t>(stream.index)].digest.packets() / picturesToDecode +
-            1;
-        std::uint64_t &due = nextSample[stream.index];
-        if (number <= due)
-            return;
-        due = number - number % step + step;
-        pictures.try_emplace(stream.index, stream).first->second.decode(packet);
+        if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            pictures.try_emplace(stream.index, stream, expected[index].digest.packets())
+                .first->second.see(packet);
     }
 
     void compare(std::size_t index)
@@ -147,7 +109,7 @@ private:
     std::vector<ExpectedTrack> expected;
     std::vector<PacketDigest> found;
     std::map<int, KeyPictures> pictures;
-    std::map<int, std::uint64_t> nextSample;
+    Progress progress;
 };
 
 } // namespace

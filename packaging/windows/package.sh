@@ -39,6 +39,7 @@ make_notices() {
     cp /usr/share/doc/mingw-w64-common/copyright "$work/notices/mingw-w64-copyright.txt"
     cp /usr/share/doc/gcc-mingw-w64-base/copyright "$work/notices/gcc-copyright.txt"
     cp /usr/share/doc/nlohmann-json3-dev/copyright "$work/notices/json-copyright.txt"
+    cp /usr/share/doc/libxxhash-dev/copyright "$work/notices/xxhash-copyright.txt"
 }
 
 # "FILE PLACE" for each line of the list.

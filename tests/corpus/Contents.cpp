@@ -5,6 +5,7 @@ extern "C" {
 #include <libavutil/murmur3.h>
 }
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -58,6 +59,8 @@ void addPacket(Contents::Stream &stream, const AVPacket &packet, const AVStream 
     for (int start = 0; start + piece <= packet.size; start += piece) {
         found.hash = hashOf(packet.data + start, static_cast<std::size_t>(piece));
         found.size = piece;
+        found.isSilence = std::all_of(packet.data + start, packet.data + start + piece,
+                                      [](std::uint8_t byte) { return byte == 0; });
         stream.packets.push_back(found);
         found.place += piece;
         found.shown += length;

@@ -19,6 +19,8 @@ struct Contents
         /** Where it begins in the file, -1 when unknown, and how many bytes it has there. */
         std::int64_t place = -1;
         std::int64_t size = 0;
+        /** A piece of plain sound that is all silence: what stands where sound is lost. */
+        bool isSilence = false;
     };
 
     struct Stream

@@ -137,7 +137,7 @@ private:
         std::size_t next = 0;
         for (std::size_t i = 0; i < found.size(); ++i) {
             if (!matches[i]) {
-                ++score.wrong;
+                score.wrong += found[i].isSilence ? 0 : 1;
                 continue;
             }
             const std::size_t index = *matches[i];

@@ -11,7 +11,8 @@ struct Score
     std::int64_t recoverable = 0;
     /** Those of them that the output holds. */
     std::int64_t recovered = 0;
-    /** Packets of the output that are none of the original's, or too many of one. */
+    /** Packets of the output that are none of the original's, or too many of one; silence in plain
+     * sound is not counted, which keeps what follows it in its time. */
     std::int64_t wrong = 0;
     /** Packets of the original that stand in the output before one that came before them. */
     std::int64_t misplaced = 0;

@@ -95,6 +95,16 @@ private Q_SLOTS:
         QCOMPARE(score.wrong, 1);
     }
 
+    void silenceInTheSteadOfSoundIsNotCounted()
+    {
+        const Score score = scoreAfter([](Contents &output) {
+            output.streams[1].packets[7].hash ^= 1;
+            output.streams[1].packets[7].isSilence = true;
+        });
+        QCOMPARE(score.recoverable - score.recovered, 1);
+        QCOMPARE(score.wrong, 0);
+    }
+
     void wrongTimes()
     {
         const Score score = scoreAfter([this](Contents &output) {

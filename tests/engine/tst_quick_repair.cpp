@@ -220,6 +220,40 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(outputPath));
     }
 
+    void aRefusalSaysWhy_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DamageFunction>("damage");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("index") << QStringLiteral("end.mp4")
+                               << DamageFunction([](const QByteArray &bytes) {
+                                      return Damage::cutAt(bytes, 0.6);
+                                  })
+                               << QStringLiteral("has lost its index");
+        QTest::newRow("header") << QStringLiteral("recorder.mkv")
+                                << DamageFunction([](const QByteArray &bytes) {
+                                       return Damage::zeroedHead(bytes, 512);
+                                   })
+                                << QStringLiteral("has lost the header that says how its pictures "
+                                                  "and sound are coded");
+    }
+
+    void aRefusalSaysWhy()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        QFETCH(QString, reason);
+        QString sentence;
+        try {
+            repair(name, damage);
+        } catch (const EngineError &error) {
+            QCOMPARE(error.code(), ErrorCode::NotRecognised);
+            sentence = QString::fromUtf8(error.what());
+        }
+        QVERIFY2(sentence.contains(reason), qPrintable(sentence));
+        QVERIFY(!QFileInfo::exists(outputPath));
+    }
+
     void zeroedBlocksCostThePacketsThatTheyTouch()
     {
         const Outcome outcome = repair(QStringLiteral("front.mp4"), [](const QByteArray &bytes) {
@@ -261,6 +295,65 @@ private Q_SLOTS:
         QVERIFY(outcome.report.lost() > 0);
         // Read by a reader of our own, not by FFmpeg's.
         QCOMPARE(outcome.report.tracks[0].codec, std::string("V_MPEG4/ISO/AVC"));
+    }
+
+    void damageInsideFlashAndAvi_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("hasIndex");
+        QTest::addColumn<unsigned>("seed");
+        for (const unsigned seed : {3U, 4U, 5U}) {
+            QTest::addRow("AVI with its index, %u", seed)
+                << QStringLiteral("camera.avi") << true << seed;
+            QTest::addRow("AVI without, %u", seed) << QStringLiteral("camera.avi") << false << seed;
+            QTest::addRow("FLV, %u", seed) << QStringLiteral("stream.flv") << true << seed;
+        }
+    }
+
+    void damageInsideFlashAndAvi()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, hasIndex);
+        QFETCH(unsigned, seed);
+        const Outcome outcome = repair(name, [&](const QByteArray &bytes) {
+            DamagedFile file = Damage::zeroedBlocks(bytes, 5, 65536, seed);
+            // Another end than an index's: as in a file that was never closed.
+            if (!hasIndex)
+                file.cut(bytes.lastIndexOf("idx1"));
+            return file;
+        });
+        QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
+        QCOMPARE(outcome.score.misplaced, 0);
+        // At the edges of what is overwritten, a few bytes of a packet cannot be told from it; of
+        // plain sound that is a piece at either edge of each block.
+        QVERIFY2(outcome.score.wrong <= 12, textOf(outcome.score));
+        // Without an index, what was lost is told by its length: within some pictures.
+        const double most = hasIndex ? Score::timeTolerance : 0.35;
+        QVERIFY2(outcome.score.timeError <= most, textOf(outcome.score));
+        const TrackReport &video = outcome.report.tracks[0];
+        QVERIFY(video.lost() > 0);
+        QVERIFY(!video.gaps.empty());
+        for (const Gap &gap : video.gaps)
+            QVERIFY(gap.from >= 0 && gap.to > gap.from && gap.to <= seconds + 0.5);
+    }
+
+    void gapsOfATransportStream()
+    {
+        const Outcome outcome = repair(QStringLiteral("broadcast.ts"), [](const QByteArray &bytes) {
+            DamagedFile file(bytes);
+            // Somewhat more than half a second of it.
+            const qsizetype size = bytes.size() / 188 / seconds * 188 * 6 / 10;
+            file.zero(bytes.size() / 188 / 2 * 188, size);
+            return file;
+        });
+        const TrackReport &video = outcome.report.tracks[0];
+        QVERIFY2(video.gaps.size() == 1, qPrintable(QString::number(video.gaps.size())));
+        const double length = video.gaps[0].to - video.gaps[0].from;
+        QVERIFY2(length > 0.1 && length < 2, qPrintable(QString::number(length)));
+        QVERIFY2(qAbs(video.gaps[0].from - seconds / 2.0) < 2,
+                 qPrintable(QString::number(video.gaps[0].from)));
+        QVERIFY(video.lost() > 0);
+        QCOMPARE(outcome.score.misplaced, 0);
     }
 
     void lostHeaders_data()

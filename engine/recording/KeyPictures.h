@@ -1,0 +1,29 @@
+#pragma once
+
+#include "engine/media/Ffmpeg.h"
+
+#include <cstdint>
+
+/** Decodes single key pictures of one stream, spread over its length, each by itself. */
+class KeyPictures
+{
+public:
+    /** @param packets how many the stream has */
+    KeyPictures(const AVStream &ofStream, std::uint64_t packets);
+
+    /** To be shown all packets of the stream, in order; decodes some of the key pictures. */
+    void see(const AVPacket &packet);
+
+    /** Some were tried, and not one can be decoded. */
+    bool areAllBroken() const { return tried > 0 && decoded == 0; }
+
+private:
+    void decode(const AVPacket &packet);
+
+    const AVStream &stream;
+    std::uint64_t step;
+    std::uint64_t number = 0;
+    std::uint64_t due = 0;
+    int tried = 0;
+    int decoded = 0;
+};
