@@ -4,8 +4,12 @@
 #include "tests/support/TestCase.h"
 
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <utility>
 
 namespace {
 
@@ -19,39 +23,66 @@ QByteArray line(const QJsonObject &request)
     return QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/** A repair of so much that it cannot be done at once. */
-class LongRepair
+/** Very many small pictures: much work, and little for the disk. Made once for each container. */
+QString longClip(const QString &suffix)
 {
-public:
-    explicit LongRepair(RawService &rawService) : service(rawService)
-    {
-        // Very many small pictures: much work, and little for the disk.
-        constexpr qsizetype fullSize = 60 << 20;
-        const QString clip = service.root.filePath(QStringLiteral("clip.ts"));
-        Footage::make(clip,
+    static const QTemporaryDir folder;
+    constexpr qsizetype fullSize = 60 << 20;
+    const QString stream = folder.filePath(QStringLiteral("clip.ts"));
+    if (!QFileInfo::exists(stream)) {
+        Footage::make(stream,
                       {QStringLiteral("-c:v"), QStringLiteral("mpeg2video"), QStringLiteral("-s"),
                        QStringLiteral("32x32"), QStringLiteral("-an")},
                       20);
-        const QByteArray part = readFile(clip);
-        QFile file(clip);
+        const QByteArray part = readFile(stream);
+        QFile file(stream);
         bool isWritten = file.open(QIODevice::Append);
         while (isWritten && file.size() < fullSize)
             isWritten = file.write(part) == part.size();
         if (!isWritten)
             qWarning("no clip");
+    }
+    QString clip = folder.filePath(QStringLiteral("clip.") + suffix);
+    if (!QFileInfo::exists(clip))
+        Footage::run(QStringLiteral("ffmpeg"),
+                     {QStringLiteral("-v"), QStringLiteral("quiet"), QStringLiteral("-i"), stream,
+                      QStringLiteral("-c"), QStringLiteral("copy"), clip});
+    return clip;
+}
+
+/** A repair of so much that it cannot be done at once. */
+class LongRepair
+{
+public:
+    explicit LongRepair(RawService &rawService, const QString &ofSuffix = QStringLiteral("ts"))
+        : service(rawService), suffix(ofSuffix)
+    {
         QDir().mkpath(outputFolder());
+    }
+
+    /** Starts the service and sends the request. */
+    bool ask()
+    {
+        const QString clip = longClip(suffix);
+        return service.start() && service.connectPipes() &&
+               service.write(line({{QStringLiteral("method"), 0},
+                                   {QStringLiteral("damagedPath"), clip},
+                                   {QStringLiteral("outFilePath"),
+                                    outputFolder() + QStringLiteral("/repaired.") + suffix}}));
+    }
+
+    /** The service has written a line with this text to its log, and no answer yet. */
+    bool comesTo(const QByteArray &text) const
+    {
+        const QString log = service.root.filePath(QStringLiteral("Logs/RepairService.log"));
+        return QTest::qWaitFor([&] { return readFile(log).contains(text); }, 50000) &&
+               !readFile(log).contains("] answer ");
     }
 
     /** Starts the service and waits until it is writing. */
     bool begin()
     {
-        return service.start() && service.connectPipes() &&
-               service.write(line({{QStringLiteral("method"), 0},
-                                   {QStringLiteral("damagedPath"),
-                                    service.root.filePath(QStringLiteral("clip.ts"))},
-                                   {QStringLiteral("outFilePath"),
-                                    outputFolder() + QStringLiteral("/repaired.ts")}})) &&
-               QTest::qWaitFor([this] { return isWriting(); }, 20000);
+        return ask() && QTest::qWaitFor([this] { return isWriting(); }, 20000);
     }
 
     /** Everything in the output's folder. */
@@ -80,6 +111,7 @@ private:
     }
 
     RawService &service;
+    QString suffix;
 };
 
 /** Both pipes wait for their client. */
@@ -265,6 +297,43 @@ private Q_SLOTS:
         QCOMPARE(service.waitForEnd(), 3);
         QCOMPARE(repair.files(), QStringList());
     }
+
+    void endsWithinASecondInEveryPhase_data()
+    {
+        QTest::addColumn<QString>("suffix");
+        QTest::addColumn<QByteArray>("phase");
+        for (const char *suffix : {"ts", "mp4", "mkv"}) {
+            for (const char *phase : {"] request ", "copied 30 %", "checked 30 %"})
+                QTest::addRow("%s, %s", suffix, phase)
+                    << QString::fromLatin1(suffix) << QByteArray(phase);
+        }
+    }
+
+    void endsWithinASecondInEveryPhase()
+    {
+        QFETCH(QString, suffix);
+        QFETCH(QByteArray, phase);
+        constexpr int mostMs = 1000;
+        using End = void (*)(RawService &);
+        const std::pair<End, int> ends[] = {
+            {[](RawService &service) { service.process.terminate(); }, 3},
+            {[](RawService &service) { service.hangUp(); }, 3},
+            { [](RawService &service) { service.process.kill(); },
+              -2 }};
+        for (const auto &[end, code] : ends) {
+            RawService service(executable());
+            LongRepair repair(service, suffix);
+            QVERIFY(repair.ask());
+            QVERIFY(repair.comesTo(phase));
+            QElapsedTimer timer;
+            timer.start();
+            end(service);
+            QCOMPARE(service.waitForEnd(), code);
+            QVERIFY2(timer.elapsed() < mostMs, qPrintable(QString::number(timer.elapsed())));
+            QCOMPARE(repair.files(), QStringList());
+        }
+    }
+
 #endif
 
     void killedInTheMiddleOfTheWork()
