@@ -19,12 +19,19 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <limits>
+#include <map>
+#include <string>
+#include <thread>
 
 namespace {
 
@@ -40,6 +47,8 @@ struct Call
     double seconds = 0;
     double cpuSeconds = 0;
     double peakMiB = 0;
+    /** Most that the service's files took of the disk at a time, with those that have no name. */
+    double diskBytes = 0;
     /** Of an answer about a file. */
     QJsonObject info = {};
 };
@@ -73,6 +82,52 @@ void readCosts(qint64 pid, Call &call)
                       static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+/** Looks again and again at the files that a process has open for writing, until it is destroyed.
+ */
+class DiskWatch
+{
+public:
+    DiskWatch(qint64 pid, const QString &ofFolder)
+        : descriptors("/proc/" + std::to_string(pid) + "/fd"),
+          folder(ofFolder.toStdString()),
+          thread([this](const std::stop_token &stop) {
+              while (!stop.stop_requested()) {
+                  peak = std::max(peak.load(), bytesNow());
+                  std::this_thread::sleep_for(std::chrono::milliseconds(2));
+              }
+          })
+    {
+    }
+
+    double peakBytes() const { return peak; }
+
+private:
+    double bytesNow() const
+    {
+        namespace fs = std::filesystem;
+        constexpr double bytesPerBlock = 512;
+        // Some are open twice: as the file in the making, and to be written or read.
+        std::map<ino_t, double> sizes;
+        std::error_code error;
+        for (const fs::directory_entry &entry : fs::directory_iterator(descriptors, error)) {
+            struct stat status = {};
+            const std::string target = fs::read_symlink(entry.path(), error).string();
+            if (target.starts_with(folder) && stat(entry.path().c_str(), &status) == 0)
+                sizes[status.st_ino] = static_cast<double>(status.st_blocks) * bytesPerBlock;
+        }
+        double sum = 0;
+        for (const auto &[file, size] : sizes)
+            sum += size;
+        return sum;
+    }
+
+    std::string descriptors;
+    std::string folder;
+    std::atomic<double> peak = 0;
+    // Last: it uses the others.
+    std::jthread thread;
+};
+
 /** What the service answers to one request, and what it costs. */
 Call callService(const QJsonObject &request)
 {
@@ -84,6 +139,9 @@ Call callService(const QJsonObject &request)
         qFatal("the service does not start");
     }
     Call call;
+    const QString output = request.value(QStringLiteral("outFilePath")).toString();
+    const DiskWatch disk(service.process.processId(),
+                         output.isEmpty() ? QStringLiteral("?") : QFileInfo(output).path());
     QElapsedTimer timer;
     timer.start();
     service.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
@@ -92,6 +150,7 @@ Call callService(const QJsonObject &request)
         return callService(request);
     call.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
     readCosts(service.process.processId(), call);
+    call.diskBytes = disk.peakBytes();
     service.hangUp();
     service.waitForEnd();
     const QJsonObject object = QJsonDocument::fromJson(answer).object();
@@ -277,8 +336,8 @@ public:
         measureLong();
         return "| File | Size | `cp` | Repair | Times `cp` | `cp`, disk | Repair, disk | Times "
                "`cp`, "
-               "disk | CPU per GB | Peak memory | FFmpeg's copy |\n"
-               "|---|---|---|---|---|---|---|---|---|---|---|\n" +
+               "disk | CPU per GB | Peak memory | Peak disk, of the output | FFmpeg's copy |\n"
+               "|---|---|---|---|---|---|---|---|---|---|---|---|\n" +
                text;
     }
 
@@ -357,7 +416,9 @@ private:
     void measureFile(const QString &what, const QString &input)
     {
         const QString suffix = QFileInfo(input).suffix();
-        const QString output = folder.filePath(QStringLiteral("output.") + suffix);
+        // In a folder of its own, where what the service writes can be told from what it reads.
+        QDir(folder.path()).mkpath(QStringLiteral("out"));
+        const QString output = folder.filePath(QStringLiteral("out/output.") + suffix);
         const double bytes = static_cast<double>(QFileInfo(input).size());
         const auto best = [&](const std::function<double()> &once) {
             double least = once();
@@ -375,8 +436,10 @@ private:
             return static_cast<double>(timer.nsecsElapsed()) / 1e9;
         };
         Call call;
+        double outputBytes = 0;
         const auto repair = [&] {
             call = callService(input, output);
+            outputBytes = static_cast<double>(QFileInfo(output).size());
             if (!call.isDone)
                 qWarning("%s: error %d", qPrintable(what), call.errorCode);
             return call.seconds;
@@ -396,9 +459,10 @@ private:
                     .arg(diskSeconds, 0, 'f', 2)
                     .arg(diskSeconds / diskCopySeconds, 0, 'f', 2)
                     .toUtf8() +
-                QStringLiteral(" %1 s | %2 MiB | %3 s |\n")
+                QStringLiteral(" %1 s | %2 MiB | %3 % | %4 s |\n")
                     .arg(call.cpuSeconds / bytes * 1e9, 0, 'f', 2)
                     .arg(call.peakMiB, 0, 'f', 0)
+                    .arg(outputBytes > 0 ? call.diskBytes / outputBytes * 100 : 0, 0, 'f', 1)
                     .arg(ffmpegSeconds, 0, 'f', 2)
                     .toUtf8();
         std::fprintf(stderr, "%s", text.mid(text.lastIndexOf('\n', -2) + 1).constData());

@@ -3,6 +3,10 @@
 
 #include "engine/EngineError.h"
 #include "engine/avi/AviView.h"
+#include "engine/device/AviDevice.h"
+#include "engine/device/IsoDevice.h"
+#include "engine/device/MatroskaDevice.h"
+#include "engine/elementary/ElementaryView.h"
 #include "engine/flv/FlvView.h"
 #include "engine/iso/IndexWriter.h"
 #include "engine/iso/IsoReader.h"
@@ -18,6 +22,8 @@
 #include <string>
 
 namespace {
+
+constexpr unsigned readers = 8;
 
 const std::string &inputPath()
 {
@@ -58,11 +64,51 @@ void runMatroska()
         writeMatroska(source, *recording, outputPath());
 }
 
-void runView(bool (*add)(PiecedFile &))
+/** @param add returns whether there is something to read */
+template <typename Add>
+void runView(Add add)
 {
     PiecedFile file(inputPath());
     if (add(file))
         readThrough(file);
+}
+
+void runDevices()
+{
+    const SourceFile source(inputPath());
+    readIsoDevice(source);
+    readMatroskaDevice(source);
+    readAviDevice(source);
+}
+
+void runReader(unsigned number)
+{
+    switch (number) {
+    case 0:
+    case 1:
+        runIso();
+        break;
+    case 2:
+        runMatroska();
+        break;
+    case 3:
+        runView([](PiecedFile &file) { return addMendedAvi(file); });
+        runView(addDamagedAvi);
+        break;
+    case 4:
+        runView([](PiecedFile &file) { return addMendedFlv(file); });
+        runView(addDamagedFlv);
+        break;
+    case 5:
+        for (const int packetSize : {188, 192, 204})
+            scanTransport(SourceFile(inputPath()), packetSize);
+        break;
+    case 6:
+        runDevices();
+        break;
+    default:
+        runView(addElementaryVideo);
+    }
 }
 
 } // namespace
@@ -77,24 +123,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         .write(reinterpret_cast<const char *>(data + 1), static_cast<std::streamsize>(size - 1));
     std::ofstream(outputPath(), std::ios::binary | std::ios::trunc).flush();
     try {
-        switch (data[0] % 6) {
-        case 0:
-        case 1:
-            runIso();
-            break;
-        case 2:
-            runMatroska();
-            break;
-        case 3:
-            runView(addMendedAvi);
-            break;
-        case 4:
-            runView(addMendedFlv);
-            break;
-        default:
-            for (const int packetSize : {188, 192, 204})
-                scanTransport(SourceFile(inputPath()), packetSize);
-        }
+        runReader(data[0] % readers);
     } catch (const EngineError &) {
         // What cannot be read is said so.
     }
