@@ -20,6 +20,8 @@ enum class ErrorCode : int {
     OutputNotWritten = -30,
     OutputNotSound = -31,
     ContainerNotWritable = -32,
+    SampleNotUsable = -40,
+    SampleDoesNotFit = -41,
     Internal = -99,
 };
 

@@ -1,6 +1,7 @@
 #include "engine/service/RequestHandler.h"
 
 #include "engine/EngineError.h"
+#include "engine/advanced/AdvancedRepair.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/FirstPicture.h"
 #include "engine/media/QuickRepair.h"
@@ -83,6 +84,14 @@ Json answerQuickRepair(const Request &request)
     return {{"message", sentence}, {"report", jsonOf(report, sentence)}};
 }
 
+Json answerAdvancedRepair(const Request &request)
+{
+    const RepairReport report =
+        advancedRepair(request.video, request.samplePath, request.outFilePath);
+    const std::string sentence = sentenceOf(report);
+    return {{"message", sentence}, {"report", jsonOf(report, sentence)}};
+}
+
 Json answerTo(const Request &request)
 {
     switch (request.method) {
@@ -93,11 +102,9 @@ Json answerTo(const Request &request)
     case Method::Metadata:
         return answerMetadata(request);
     case Method::AdvancedRepair:
-        break;
+        return answerAdvancedRepair(request);
     }
-    throw EngineError(ErrorCode::NotAvailable,
-                      "Advanced repair with a sample is not available in this service. Try quick "
-                      "repair.");
+    throw EngineError(ErrorCode::UnknownMethod, "There is no such method.");
 }
 
 Json failure(ErrorCode code, const std::string &sentence)

@@ -164,6 +164,30 @@ DamagedFile Damage::zeroedBlocks(const QByteArray &original, int count, qsizetyp
     return file;
 }
 
+DamagedFile Damage::lostIndex(const QByteArray &original)
+{
+    DamagedFile file(original);
+    file.cut(topBox(original, "moov").offset);
+    return file;
+}
+
+DamagedFile Damage::lostIndexAndBlocks(const QByteArray &original, int count, qsizetype size,
+                                       Fill fill, unsigned seed)
+{
+    DamagedFile file = lostIndex(original);
+    const TopBox media = topBox(original, "mdat");
+    std::mt19937 generator(seed);
+    const auto room = static_cast<std::uint64_t>(std::max<qsizetype>(media.size - size, 1));
+    for (int i = 0; i < count; ++i) {
+        const auto place = media.offset + static_cast<qsizetype>(generator() % room);
+        if (fill == Fill::Zeros)
+            file.zero(place, size);
+        else
+            file.overwrite(place, noise(size, seed + static_cast<unsigned>(i)));
+    }
+    return file;
+}
+
 DamagedFile Damage::mediaSize(const QByteArray &original, quint32 size)
 {
     DamagedFile file(original);

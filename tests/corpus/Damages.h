@@ -61,6 +61,12 @@ DamagedFile zeroedHead(const QByteArray &original, qsizetype size);
 DamagedFile zeroedBlocks(const QByteArray &original, int count, qsizetype size, unsigned seed);
 
 // MP4 and QuickTime.
+/** The index at the end is gone. */
+DamagedFile lostIndex(const QByteArray &original);
+/** And besides, blocks of one size of the media are overwritten, at places of a fixed seed. */
+enum class Fill { Zeros, Noise };
+DamagedFile lostIndexAndBlocks(const QByteArray &original, int count, qsizetype size, Fill fill,
+                               unsigned seed);
 /** The media's length is said to be `size`; 0 is "to the end". */
 DamagedFile mediaSize(const QByteArray &original, quint32 size);
 /** The index at the end is cut off after a part of it; what it tells of no track is given up. */

@@ -140,6 +140,10 @@ const std::vector<Master> &masters()
             master("hevc.mp4", "HEVC, AAC; index at the front",
                    "-c:v libx265 -preset ultrafast -x265-params log-level=none:pools=none "
                    "-tag:v hvc1 -c:a aac -movflags +faststart"),
+            master(
+                "longhevc.mp4", "HEVC with B-frames, AAC; index at the end",
+                "-c:v libx265 -preset ultrafast -x265-params "
+                "log-level=none:pools=none:keyint=50:bframes=3:b-pyramid=1 -tag:v hvc1 -c:a aac"),
             master("slices.mp4", "four slices for each picture, with delimiters",
                    withH264("-x264-params slices=4:aud=1 -c:a aac")),
             master("variable.mp4", "pictures at changing intervals",
@@ -201,9 +205,11 @@ const Master &masterNamed(const QString &name)
     return *found;
 }
 
-QString makeMaster(const Master &master, const QString &folder, int seconds)
+QString makeMaster(const Master &master, const QString &folder, int seconds, Scene scene)
 {
-    QString path = QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(master.name));
+    const bool isSample = scene == Scene::Sample;
+    QString path = QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(
+        (isSample ? QStringLiteral("sample-") : QString()) + master.name));
     QDir().mkpath(folder);
     // Several programs at a time may want it.
     QLockFile lock(path + QStringLiteral(".lock"));
@@ -217,13 +223,19 @@ QString makeMaster(const Master &master, const QString &folder, int seconds)
     const QString part =
         QDir(folder).filePath(QStringLiteral("part-") + QFileInfo(path).fileName());
     QStringList arguments = words("-v error -y -f lavfi -i");
-    arguments += QStringLiteral("testsrc2=size=640x360:rate=30:duration=%1,"
-                                "noise=alls=12:allf=t:all_seed=7")
-                     .arg(length);
+    arguments +=
+        (isSample ? QStringLiteral("testsrc=size=640x360:rate=30:duration=%1,format=yuv420p,"
+                                   "noise=alls=9:allf=t:all_seed=21")
+                  : QStringLiteral("testsrc2=size=640x360:rate=30:duration=%1,"
+                                   "noise=alls=12:allf=t:all_seed=7"))
+            .arg(length);
     arguments += words("-f lavfi -i");
-    arguments += QStringLiteral("aevalsrc=0.4*sin(2*PI*(300+40*t)*t)|0.4*sin(2*PI*(500-9*t)*t)"
-                                ":s=48000:d=%1")
-                     .arg(length);
+    arguments +=
+        (isSample ? QStringLiteral("aevalsrc=0.3*sin(2*PI*(700-30*t)*t)|0.5*sin(2*PI*(200+19*t)*t)"
+                                   ":s=48000:d=%1")
+                  : QStringLiteral("aevalsrc=0.4*sin(2*PI*(300+40*t)*t)|0.4*sin(2*PI*(500-9*t)*t)"
+                                   ":s=48000:d=%1"))
+            .arg(length);
     arguments += words("-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -threads 1");
     Footage::run(QStringLiteral("ffmpeg"), arguments + master.options + QStringList(part));
     if (master.finish)

@@ -30,9 +30,14 @@ const std::vector<Master> &masters();
 /** One by its name; ends the program when there is none. */
 const Master &masterNamed(const QString &name);
 
+/** What was in front of the camera: the recording's own, or what a sample of the same device has.
+ */
+enum class Scene { Recording, Sample };
+
 /**
  * The master's file in a folder, made when it is not there yet. Returns its path.
  *
  * @param seconds length of the recording; part of the file's name
  */
-QString makeMaster(const Master &master, const QString &folder, int seconds);
+QString makeMaster(const Master &master, const QString &folder, int seconds,
+                   Scene scene = Scene::Recording);

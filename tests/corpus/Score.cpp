@@ -122,10 +122,31 @@ public:
             if (!isFound[i])
                 compare(i, {});
         }
+        compareSound();
         return score;
     }
 
 private:
+    /** Both may be late after a gap; but then equally. */
+    void compareSound()
+    {
+        constexpr double beside = 0.2;
+        for (const auto &[time, error] : soundErrors) {
+            // At a gap, sound belongs to the picture on its own side.
+            std::optional<double> least;
+            const auto hold = [&, ofSound = error, now = time](const auto &picture) {
+                if (std::abs(picture.first - now) < beside)
+                    least = std::min(least.value_or(1e9), std::abs(ofSound - picture.second));
+            };
+            const auto next = pictureErrors.lower_bound(time);
+            if (next != pictureErrors.end())
+                hold(*next);
+            if (next != pictureErrors.begin())
+                hold(*std::prev(next));
+            score.soundError = std::max(score.soundError, least.value_or(0));
+        }
+    }
+
     void compare(std::size_t stream, const Packets &found)
     {
         const Packets &expected = original.streams[stream].packets;
@@ -145,11 +166,12 @@ private:
             score.recovered += isWhole[index] ? 1 : 0;
             score.misplaced += index < next ? 1 : 0;
             next = std::max(next, index + 1);
-            compareTimes(expected[index], found[i]);
+            compareTimes(expected[index], found[i], original.streams[stream].kind == 'v');
         }
     }
 
-    void compareTimes(const Contents::Packet &expected, const Contents::Packet &found)
+    void compareTimes(const Contents::Packet &expected, const Contents::Packet &found,
+                      bool isReference)
     {
         // Where a container only says when packets are decoded, that is compared.
         const bool isShown = !std::isnan(expected.shown) && !std::isnan(found.shown);
@@ -159,6 +181,7 @@ private:
             ++score.mistimed;
             return;
         }
+        (isReference ? pictureErrors : soundErrors).emplace(expected.shown, difference);
         // A recording may begin at another time, but then all of it does.
         if (!origin)
             origin = difference;
@@ -172,6 +195,9 @@ private:
     const Contents &output;
     std::vector<std::optional<std::size_t>> streams;
     std::optional<double> origin;
+    /** By when packets were shown. */
+    std::map<double, double> pictureErrors;
+    std::map<double, double> soundErrors;
     Score score;
 };
 

@@ -23,6 +23,8 @@ struct Score
     double timeError = 0;
     /** Packets of the original in the output. */
     std::int64_t matched = 0;
+    /** Seconds; how much later than beside the picture that it belongs to sound is, at most. */
+    double soundError = 0;
 
     /** Seconds: coarse clocks of containers differ by less. */
     static constexpr double timeTolerance = 0.0011;

@@ -178,9 +178,7 @@ private Q_SLOTS:
                            {QStringLiteral("damagedPath"), QStringLiteral("/a.mp4")},
                            {QStringLiteral("outFilePath"), QStringLiteral("/o.mp4")},
                            {QStringLiteral("samplePath"), QStringLiteral("/s.mp4")}}
-            << -12 << 1
-            << QStringLiteral("Advanced repair with a sample is not available in this service. "
-                              "Try quick repair.");
+            << -20 << 1 << QStringLiteral("The file cannot be opened: /a.mp4");
         QTest::newRow("no such file")
             << QJsonObject{{method, 107}, {video, QStringLiteral("/no/such.mp4")}} << -20 << 107
             << QStringLiteral("The file cannot be opened: /no/such.mp4");

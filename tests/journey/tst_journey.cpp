@@ -228,7 +228,78 @@ private Q_SLOTS:
         QCOMPARE(probe.page(), 2);
         QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning(), longMs);
         QCOMPARE(resultRows(probe),
-                 QStringList{QStringLiteral("Birthday cut off.mp4|Advanced repair failed.|")});
+                 QStringList{QStringLiteral("Birthday cut off.mp4|Repair succeeded, 1 output "
+                                            "file(s)|Preview")});
+        // Its index is there: the sample is not needed.
+        QCOMPARE(decodeErrors(probe.run().outputFiles.value(0)), QString());
+    }
+
+    void aRecordingWithoutIndexFromQuickRepairToTheSavedFile()
+    {
+        desktop.opened.clear();
+        const QTemporaryDir folder;
+        const QString damaged = folder.filePath(QStringLiteral("Wedding.mp4"));
+        QVERIFY(QFile::copy(demo(QStringLiteral("Wedding never closed.mp4")), damaged));
+        const QByteArray before = readFile(damaged);
+        MainWindow window;
+        window.show();
+        WindowProbe probe(window);
+        dropOnImportPage(window, {damaged});
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.metadataLoading(), longMs);
+        press(window, QStringLiteral("Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning(), longMs);
+        QCOMPARE(resultRows(probe),
+                 QStringList{QStringLiteral("Wedding.mp4|Quick repair failed. Try Advanced Repair "
+                                            "with a sample video.|Advanced Repair")});
+
+        Modals modals;
+        const QString sample = demo(QStringLiteral("Sample from the same camera.mp4"));
+        modals.expect([&](QDialog *dialog) {
+            drop(dialog->findChild<DropLineEdit *>(), {sample});
+            press(*dialog, QStringLiteral("OK"));
+        });
+        QStringList lines;
+        modals.expect([&](QDialog *dialog) {
+            lines = comparisonLines(*dialog);
+            press(*dialog, QStringLiteral("Repair"));
+        });
+        press(window, QStringLiteral("Advanced Repair"));
+        QTRY_VERIFY_WITH_TIMEOUT(probe.run().advancedRun, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(lines.size(), 7);
+        QTRY_VERIFY_WITH_TIMEOUT(!probe.repairRunning() && probe.pendingThumbs().isEmpty(), longMs);
+        QCOMPARE(resultRows(probe),
+                 QStringList{QStringLiteral("Wedding.mp4|Repair succeeded, 1 output "
+                                            "file(s)|Preview")});
+        QCOMPARE(probe.summaryLabel()->text(), QStringLiteral("Advanced Done       1/1"));
+        QCOMPARE(probe.resultThumbs().size(), 1);
+
+        modals.expect([&](QDialog *dialog) {
+            QTimer::singleShot(0, dialog, [dialog] {
+                press(*dialog, QStringLiteral("Play 30s Preview"));
+                dialog->reject();
+            });
+        });
+        press(window, QStringLiteral("Preview"));
+        QTRY_COMPARE_WITH_TIMEOUT(desktop.opened.size(), 1, longMs);
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(decodeErrors(desktop.opened.first()), QString());
+
+        const QString target = folder.filePath(QStringLiteral("Wedding_repaired.mp4"));
+        modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
+        modals.expectInformation(QStringLiteral("Save Complete"),
+                                 QStringLiteral("Saved to:\n") + target);
+        press(window, QStringLiteral("Save (1)"));
+        QCOMPARE(modals.problems(), QStringList());
+        QCOMPARE(decodeErrors(target), QString());
+        // Eight seconds were recorded, and four fifths of the bytes are left.
+        const double length =
+            Footage::probe(target,
+                           {QStringLiteral("-show_entries"), QStringLiteral("format=duration"),
+                            QStringLiteral("-of"), QStringLiteral("csv=p=0")})
+                .toDouble();
+        QVERIFY2(length > 5 && length < 8, qPrintable(QString::number(length)));
+        QCOMPARE(readFile(damaged), before);
     }
 
     void advancedRepairOfAFailedRowWithADroppedSample()

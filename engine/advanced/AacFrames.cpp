@@ -1,0 +1,134 @@
+#include "engine/advanced/AacFrames.h"
+
+#include <algorithm>
+#include <new>
+
+namespace {
+
+// Other sounds than the sample's make larger frames; none is larger than the format allows.
+constexpr std::uint32_t largerFrames = 3;
+
+} // namespace
+
+AacFrames::AacFrames(const AVCodecParameters &ofTrack)
+    : parameters(ofTrack), packet(Ffmpeg::makePacket()), frame(Ffmpeg::makeFrame())
+{
+    open();
+}
+
+void AacFrames::open()
+{
+    const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
+    decoder.reset(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
+    if (!decoder)
+        throw std::bad_alloc();
+    decoder->thread_count = 1;
+    decoder->err_recognition = AV_EF_EXPLODE;
+    if (avcodec_parameters_to_context(decoder.get(), &parameters) < 0 ||
+        avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        decoder.reset();
+}
+
+std::vector<std::uint32_t> AacFrames::remainders(ByteView bytes, bool &isWhole)
+{
+    std::vector<std::uint32_t> left;
+    isWhole = false;
+    if (!decoder || bytes.empty() ||
+        av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
+        return left;
+    std::copy(bytes.begin(), bytes.end(), packet->data);
+    int result = avcodec_send_packet(decoder.get(), packet.get());
+    av_packet_unref(packet.get());
+    while (result >= 0) {
+        result = avcodec_receive_frame(decoder.get(), frame.get());
+        if (result >= 0)
+            left.push_back(static_cast<std::uint32_t>(frame->pkt_size));
+        av_frame_unref(frame.get());
+    }
+    isWhole = result == AVERROR(EAGAIN);
+    // What nonsense has left in the decoder must not spoil what comes next.
+    if (!isWhole)
+        open();
+    return left;
+}
+
+bool AacFrames::learn(ByteView bytes)
+{
+    bool isWhole = false;
+    const auto left = remainders(bytes, isWhole);
+    if (!isWhole || left.size() != 1)
+        return false;
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    knownStarts[bytes[0]] = true;
+    largestFrame = std::max(largestFrame, size);
+    smallestFrame = smallestFrame == 0 ? size : std::min(smallestFrame, size);
+    if (knownFrame.size() < bytes.size())
+        knownFrame.assign(bytes.begin(), bytes.end());
+    return true;
+}
+
+bool AacFrames::fits(std::uint32_t size) const
+{
+    return size > 0 && size <= largestFrame * largerFrames;
+}
+
+AacFrames::Chain AacFrames::chainFrom(ByteView bytes)
+{
+    Chain chain;
+    bool isWhole = false;
+    const auto left = remainders(bytes, isWhole);
+    for (std::size_t i = 0; i + 1 < left.size(); ++i)
+        chain.sizes.push_back(left[i] - left[i + 1]);
+    if (isWhole && !left.empty())
+        chain.sizes.push_back(left.back());
+    const auto impossible = std::find_if(chain.sizes.begin(), chain.sizes.end(),
+                                         [this](std::uint32_t size) { return !fits(size); });
+    chain.isExact = isWhole && !left.empty() && impossible == chain.sizes.end();
+    chain.sizes.erase(impossible, chain.sizes.end());
+    return chain;
+}
+
+std::uint32_t AacFrames::sizeOfFrame(ByteView bytes)
+{
+    // Only where a frame ends at the right place does the decoder find the known one behind it.
+    const std::size_t most = std::min<std::size_t>(bytes.size(), largestFrame);
+    for (std::size_t size = std::max<std::uint32_t>(smallestFrame / 2, 2); size <= most; ++size) {
+        Bytes both(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+        appendBytes(both, knownFrame);
+        bool isWhole = false;
+        const auto left = remainders(both, isWhole);
+        if (isWhole && left.size() == 2 && left[1] == knownFrame.size())
+            return static_cast<std::uint32_t>(size);
+    }
+    return 0;
+}
+
+AacFrames::Chain AacFrames::longestFrom(ByteView bytes)
+{
+    Chain chain = chainFrom(bytes);
+    if (chain.isExact)
+        return chain;
+    std::size_t place = 0;
+    for (const std::uint32_t size : chain.sizes)
+        place += size;
+    if (place < bytes.size() && mayBegin(bytes[place])) {
+        if (const std::uint32_t size = sizeOfFrame(bytes.subspan(place)); size > 0)
+            chain.sizes.push_back(size);
+    }
+    return chain;
+}
+
+std::optional<std::size_t> AacFrames::startOfChainTo(ByteView bytes, Chain &chain)
+{
+    // One frame alone may look right by chance.
+    constexpr std::size_t leastFrames = 2;
+    for (std::size_t start = 0; start + smallestFrame / 2 < bytes.size(); ++start) {
+        if (!mayBegin(bytes[start]))
+            continue;
+        chain = chainFrom(bytes.subspan(start));
+        const bool isShort = bytes.size() - start <= largestFrame;
+        if (chain.isExact && (chain.sizes.size() >= leastFrames || isShort))
+            return start;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,133 @@
+#include "engine/advanced/AdvancedRepair.h"
+
+#include "engine/EngineError.h"
+#include "engine/advanced/MediaWalk.h"
+#include "engine/advanced/SampleFit.h"
+#include "engine/advanced/Timeline.h"
+#include "engine/iso/FrontIndexWriter.h"
+#include "engine/iso/IsoReader.h"
+#include "engine/log/LogLine.h"
+#include "engine/media/AsideFile.h"
+#include "engine/media/Containers.h"
+#include "engine/media/QuickRepair.h"
+
+#include <algorithm>
+
+namespace {
+
+// An index that tells of so much of the file is a good one.
+constexpr double goodPart = 0.9;
+
+/** Bytes of the packets that the file itself tells of. */
+std::uint64_t bytesTold(const SourceFile &source)
+{
+    std::uint64_t bytes = 0;
+    if (const auto recording = readIso(source)) {
+        for (const IsoTrack &track : recording->tracks) {
+            for (const Packet &packet : track.packets)
+                bytes += packet.isLost == 0 ? packet.size : 0;
+        }
+    }
+    return bytes;
+}
+
+/** Where the media begins: behind the header of the first box of media, as far as there is one. */
+std::uint64_t startOfMedia(const SourceFile &source)
+{
+    constexpr std::uint64_t header = 8;
+    constexpr std::uint64_t longHeader = 16;
+    std::uint64_t place = 0;
+    while (place + header <= source.size()) {
+        const ByteView bytes = source.view(place, header);
+        const FourCc type = be32(&bytes[4]);
+        if (type == fourCc("mdat"))
+            return place + (be32(bytes.data()) == 1 ? longHeader : header);
+        const auto box = readBox(source, place, source.size());
+        if (!box || box->isCut || !isPlausibleType(type))
+            break;
+        place = box->end;
+    }
+    return 0;
+}
+
+RepairReport reportOf(const IsoRecording &recording, const WalkedMedia &walked)
+{
+    RepairReport report = {.container = recording.isQuickTime ? "mov" : "mp4"};
+    for (const IsoTrack &track : recording.tracks) {
+        report.tracks.push_back(reportOf(static_cast<const Track &>(track)));
+        if (report.tracks.back().kept == 0)
+            ++report.streamsLeftOut;
+    }
+    report.remarks.emplace_back("The index was made anew with the help of the sample.");
+    if (walked.unshared > 0)
+        report.remarks.push_back(
+            "It cannot be told which track some of the sound belongs to; it was left out: " +
+            std::to_string(walked.unshared) + " packets.");
+    if (!walked.gaps.empty())
+        report.remarks.push_back(
+            "Places at which something is missing: " + std::to_string(walked.gaps.size()) +
+            ". What comes after them is where it belongs as far as that can "
+            "be told.");
+    return report;
+}
+
+/** The sample's recording, to be filled with another one's packets. */
+IsoRecording emptyLike(const SampleProfile &sample)
+{
+    IsoRecording recording = sample.recording;
+    for (IsoTrack &track : recording.tracks) {
+        track.packets.clear();
+        track.missing = 0;
+        // Tables and lengths are all made anew.
+        track.isFragmented = true;
+        track.statedMovieDuration = 0;
+    }
+    recording.offsetShift = 0;
+    recording.lostTracks = 0;
+    return recording;
+}
+
+RepairReport repairWithSample(const SourceFile &damaged, SampleProfile &sample,
+                              const std::string &outputPath)
+{
+    const std::uint64_t from = startOfMedia(damaged);
+    requireFittingPictures(sample, damaged, from, damaged.size());
+    WalkedMedia walked = walkMedia(sample, damaged, from, damaged.size());
+    requireFittingMedia(sample, walked);
+    IsoRecording recording = emptyLike(sample);
+    WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
+    summary.unshared = walked.unshared;
+    setTimes(sample, std::move(walked), recording);
+
+    RepairReport report = reportOf(recording, summary);
+    AsideFile aside(outputPath, damaged.path());
+    std::vector<ExpectedTrack> expected =
+        writeIsoIndexFirst(damaged, sample.source, recording, aside.path());
+    // What has been found may be large, and FFmpeg's reader needs as much again.
+    recording = {};
+    checkOutput(aside.path(), std::move(expected));
+    aside.publish();
+    return report;
+}
+
+RepairReport repairQuickly(const std::string &damagedPath, const std::string &outputPath)
+{
+    RepairReport report = quickRepair(damagedPath, outputPath);
+    report.remarks.emplace_back("The file tells of its own media: the sample was not needed.");
+    return report;
+}
+
+} // namespace
+
+RepairReport advancedRepair(const std::string &damagedPath, const std::string &samplePath,
+                            const std::string &outputPath)
+{
+    const SourceFile damaged(damagedPath);
+    if (!mayBeIso(damaged) || mayBeMatroska(damaged) || mayBeAvi(damaged) || mayBeFlv(damaged))
+        return repairQuickly(damagedPath, outputPath);
+    const std::uint64_t told = bytesTold(damaged);
+    if (static_cast<double>(told) >= goodPart * static_cast<double>(damaged.size()))
+        return repairQuickly(damagedPath, outputPath);
+    const auto sample = learnSample(samplePath);
+    return repairWithSample(damaged, *sample, outputPath);
+}

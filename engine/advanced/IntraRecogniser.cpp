@@ -1,0 +1,113 @@
+#include "engine/advanced/IntraRecogniser.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint64_t largerPictures = 4;
+
+constexpr std::uint8_t mark = 0xff;
+constexpr std::uint8_t startOfImage = 0xd8;
+constexpr std::uint8_t endOfImage = 0xd9;
+constexpr std::uint8_t startOfScan = 0xda;
+
+/** Marks within coded data: an escaped byte, or a restart. */
+bool isWithinData(std::uint8_t code)
+{
+    constexpr std::uint8_t firstRestart = 0xd0;
+    constexpr std::uint8_t lastRestart = 0xd7;
+    return code == 0 || (code >= firstRestart && code <= lastRestart);
+}
+
+/** Where the picture at the beginning of `bytes` ends; 0 when it does not, or is none. */
+std::size_t jpegSize(ByteView bytes)
+{
+    std::size_t place = 2;
+    bool isInData = false;
+    while (place + 4 <= bytes.size() || isInData) {
+        if (isInData) {
+            const auto next =
+                std::find(bytes.begin() + static_cast<std::ptrdiff_t>(place), bytes.end(), mark);
+            place = static_cast<std::size_t>(next - bytes.begin());
+            if (place + 2 > bytes.size())
+                return 0;
+            if (isWithinData(bytes[place + 1])) {
+                place += 2;
+                continue;
+            }
+            isInData = false;
+        }
+        if (bytes[place] != mark)
+            return 0;
+        const std::uint8_t code = bytes[place + 1];
+        if (code == endOfImage)
+            return place + 2;
+        if (code == mark) {
+            ++place;
+            continue;
+        }
+        if (place + 4 > bytes.size() || code < 0xc0)
+            return 0;
+        place += 2 + be16(&bytes[place + 2]);
+        isInData = code == startOfScan;
+    }
+    return 0;
+}
+
+} // namespace
+
+bool JpegRecogniser::learn(ByteView packet)
+{
+    largest = std::max<std::uint64_t>(largest, packet.size());
+    return packet.size() > 4 && packet[0] == mark && packet[1] == startOfImage &&
+           jpegSize(packet) == packet.size();
+}
+
+bool JpegRecogniser::mayBegin(const std::uint8_t *bytes) const
+{
+    return bytes[0] == mark && bytes[1] == startOfImage && bytes[2] == mark && bytes[3] >= 0xc0;
+}
+
+std::optional<FoundPicture> JpegRecogniser::pictureAt(MediaWindow &media,
+                                                      std::uint64_t offset) const
+{
+    constexpr std::size_t step = 65536;
+    const ByteView start = media.view(offset, startSize);
+    if (start.size() < startSize || !mayBegin(start.data()))
+        return std::nullopt;
+    const auto most = static_cast<std::size_t>(
+        std::min<std::uint64_t>(largest * largerPictures + step, MediaWindow::mostViewed));
+    for (std::size_t size = std::min<std::size_t>(step, most);; size = std::min(size * 4, most)) {
+        const ByteView bytes = media.view(offset, size);
+        if (const std::size_t found = jpegSize(bytes); found > 0)
+            return FoundPicture{.size = found, .isKey = true};
+        if (bytes.size() < size || size == most)
+            return std::nullopt;
+    }
+}
+
+bool SizedPictureRecogniser::learn(ByteView packet)
+{
+    largest = std::max<std::uint64_t>(largest, packet.size());
+    return packet.size() >= startSize && mayBegin(packet.data()) &&
+           be32(packet.data()) == packet.size();
+}
+
+bool SizedPictureRecogniser::mayBegin(const std::uint8_t *bytes) const
+{
+    constexpr std::uint32_t picture = 0x69637066;
+    return be32(bytes + 4) == picture && be32(bytes) > startSize &&
+           be32(bytes) <= largest * largerPictures;
+}
+
+std::optional<FoundPicture> SizedPictureRecogniser::pictureAt(MediaWindow &media,
+                                                              std::uint64_t offset) const
+{
+    const ByteView start = media.view(offset, startSize);
+    if (start.size() < startSize || !mayBegin(start.data()))
+        return std::nullopt;
+    const std::uint64_t size = be32(start.data());
+    if (offset + size > media.end())
+        return std::nullopt;
+    return FoundPicture{.size = size, .isKey = true};
+}

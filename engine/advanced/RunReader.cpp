@@ -1,0 +1,310 @@
+#include "engine/advanced/RunReader.h"
+
+#include "engine/iso/Box.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+// Of a longer run, most is what was lost: its beginning and end are looked at.
+constexpr std::uint64_t longestRun = 8U << 20U;
+// How far before a picture sound is searched for in what means nothing.
+constexpr std::size_t longestSearch = 65536;
+
+constexpr std::array boxesInMedia = {fourCc("free"), fourCc("wide"), fourCc("skip"),
+                                     fourCc("mdat")};
+
+} // namespace
+
+std::uint64_t RunReader::readLeading(std::uint64_t from, RunReading &found) const
+{
+    std::uint64_t place = from;
+    for (const std::size_t track : sample.leading) {
+        const std::uint32_t size = sample.tracks[track].framing.fixed();
+        found.parts.push_back({track, place, size});
+        place += size;
+    }
+    found.partsBefore = found.parts.size();
+    // They are there when a picture or sound follows.
+    if (place > from && sample.pictures->pictureAt(media, place))
+        return place;
+    found = {};
+    return from;
+}
+
+RunReading RunReader::read(std::uint64_t from, std::uint64_t to, bool isEnded)
+{
+    reading = {};
+    start = from;
+    hasEnd = isEnded;
+    if (to - from > longestRun) {
+        addUnknown(to - from - longestRun);
+        start = to - longestRun;
+    }
+    const ByteView view = media.view(start, static_cast<std::size_t>(to - start));
+    bytes.assign(view.begin(), view.end());
+    for (std::size_t place = 0; place < bytes.size();) {
+        const Found data = nextData(place);
+        readSound(place, data.place);
+        if (data.size > 0)
+            addData(data.track, data.place, data.size);
+        place = data.place + data.size;
+    }
+    if (reading.unknown == 0)
+        reading.partsBefore = reading.parts.size();
+    return std::move(reading);
+}
+
+bool RunReader::standsAmongOthers(std::size_t track) const
+{
+    return sample.tracks[track].coding == Coding::Data &&
+           std::find(sample.leading.begin(), sample.leading.end(), track) == sample.leading.end();
+}
+
+RunReader::Found RunReader::nextData(std::size_t from) const
+{
+    const ByteView all = bytes;
+    for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
+        const TrackProfile &profile = sample.tracks[track];
+        if (profile.coding != Coding::Data || !profile.framing.isDistinct())
+            continue;
+        for (std::size_t place = from; place < bytes.size(); ++place) {
+            const std::uint32_t size = profile.framing.sizeAt(all.subspan(place));
+            if (size > 0 && size <= bytes.size() - place)
+                return {track, place, size};
+        }
+    }
+    return {0, bytes.size(), 0};
+}
+
+std::size_t RunReader::skipBoxes(std::size_t from, std::size_t to) const
+{
+    constexpr std::size_t header = 8;
+    constexpr std::size_t longHeader = 16;
+    while (to - from >= header) {
+        const FourCc type = be32(&bytes[from + 4]);
+        const std::uint32_t size = be32(&bytes[from]);
+        if (std::find(boxesInMedia.begin(), boxesInMedia.end(), type) == boxesInMedia.end())
+            break;
+        // Media is what is wanted: only its header goes.
+        const std::size_t step = type == fourCc("mdat") ? (size == 1 ? longHeader : header) : size;
+        if (step < header || step > to - from)
+            break;
+        from += step;
+    }
+    return from;
+}
+
+bool RunReader::isPadding(std::size_t from, std::size_t to) const
+{
+    return std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(from),
+                       bytes.begin() + static_cast<std::ptrdiff_t>(to),
+                       [](std::uint8_t byte) { return byte == 0; });
+}
+
+void RunReader::readSound(std::size_t from, std::size_t to)
+{
+    from = skipBoxes(from, to);
+    if (from == to)
+        return;
+    if (sample.aac)
+        readAac(from, to);
+    else if (sample.plainFrame > 0)
+        readPlain(from, to);
+    else
+        readData(from, to);
+}
+
+bool RunReader::readExactAac(std::size_t from, std::size_t to)
+{
+    if (from >= to || !sample.aac->mayBegin(bytes[from]))
+        return false;
+    const auto chain = sample.aac->chainFrom(ByteView(bytes).subspan(from, to - from));
+    if (!chain.isExact)
+        return false;
+    addFrames(from, chain.sizes, hasEnd);
+    return true;
+}
+
+bool RunReader::readAacBesideOthers(std::size_t from, std::size_t to)
+{
+    // Frames may end with zeros of their own.
+    constexpr std::size_t ownZeros = 4;
+    std::size_t last = to;
+    while (last > from && bytes[last - 1] == 0)
+        --last;
+    if (to - last >= ownZeros && sample.hasPadding) {
+        for (std::size_t end = last; end < last + ownZeros; ++end) {
+            if (readExactAac(from, end))
+                return true;
+        }
+    }
+    std::size_t first = from;
+    while (first < to && bytes[first] == 0)
+        ++first;
+    if (first > from && sample.hasPadding && readExactAac(first, to))
+        return true;
+    for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
+        const TrackProfile &profile = sample.tracks[track];
+        const std::uint32_t size = profile.framing.fixed();
+        if (!standsAmongOthers(track) || size == 0 || size > to - from)
+            continue;
+        if (size == to - from) {
+            addData(track, from, size);
+            return true;
+        }
+        if (readExactAac(from, to - size)) {
+            addData(track, to - size, size);
+            return true;
+        }
+        const std::size_t before = reading.parts.size();
+        if (readExactAac(from + size, to)) {
+            addData(track, from, size);
+            std::rotate(reading.parts.begin() + static_cast<std::ptrdiff_t>(before),
+                        reading.parts.end() - 1, reading.parts.end());
+            return true;
+        }
+    }
+    return false;
+}
+
+void RunReader::readAac(std::size_t from, std::size_t to)
+{
+    if (!readExactAac(from, to) && !readAacBesideOthers(from, to))
+        salvageAac(from, to);
+}
+
+void RunReader::salvageAac(std::size_t from, std::size_t to)
+{
+    const ByteView all = bytes;
+    if (sample.aac->mayBegin(bytes[from])) {
+        const auto chain = sample.aac->longestFrom(all.subspan(from, to - from));
+        addFrames(from, chain.sizes, false);
+        for (const std::uint32_t size : chain.sizes)
+            from += size;
+    }
+    if (!hasEnd || to != bytes.size()) {
+        readData(from, to);
+        return;
+    }
+    const std::size_t searched = std::max(from, to - std::min(to, longestSearch));
+    AacFrames::Chain chain;
+    const auto found = sample.aac->startOfChainTo(all.subspan(searched, to - searched), chain);
+    const std::size_t begin = found ? searched + *found : to;
+    readData(from, begin);
+    if (found)
+        addFrames(begin, chain.sizes, true);
+}
+
+bool RunReader::isPlain(std::size_t size) const
+{
+    return size % sample.plainFrame == 0 && size <= 2 * sample.largestRun;
+}
+
+/** Where a picture begins of which the rest is missing; `to` when there is none. */
+std::size_t RunReader::beginningOfPicture(std::size_t from, std::size_t to) const
+{
+    constexpr std::size_t startSize = VideoRecogniser::startSize;
+    for (std::size_t place = from; place + startSize <= to; place += sample.plainFrame) {
+        if (sample.pictures->isBegun(ByteView(bytes).subspan(place)))
+            return place;
+    }
+    return to;
+}
+
+void RunReader::readPlain(std::size_t from, std::size_t to)
+{
+    if (hasEnd && isPlain(to - from)) {
+        addPlain(from, to - from);
+        return;
+    }
+    for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
+        const TrackProfile &profile = sample.tracks[track];
+        const std::uint32_t size = profile.framing.fixed();
+        if (!hasEnd || !standsAmongOthers(track) || size == 0 || size > to - from ||
+            !isPlain(to - from - size))
+            continue;
+        // Recorders write such data behind the sound.
+        addPlain(from, to - from - size);
+        addData(track, to - size, size);
+        return;
+    }
+    if (!hasEnd) {
+        const std::size_t end = beginningOfPicture(from, to);
+        const std::size_t whole = (end - from) - (end - from) % sample.plainFrame;
+        if (whole <= 2 * sample.largestRun) {
+            addPlain(from, whole);
+            from += whole;
+        }
+    }
+    readData(from, to);
+}
+
+void RunReader::readData(std::size_t from, std::size_t to)
+{
+    if (from >= to)
+        return;
+    if (isPadding(from, to) && sample.hasPadding)
+        return;
+    for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
+        const TrackProfile &profile = sample.tracks[track];
+        if (standsAmongOthers(track) && !profile.framing.isDistinct() &&
+            profile.framing.mayHaveSize(to - from)) {
+            addData(track, from, to - from);
+            return;
+        }
+    }
+    addUnknown(to - from);
+}
+
+void RunReader::addData(std::size_t track, std::size_t place, std::size_t size)
+{
+    reading.parts.push_back({track, start + place, static_cast<std::uint32_t>(size)});
+}
+
+void RunReader::addFrames(std::size_t place, const std::vector<std::uint32_t> &sizes, bool isWhole)
+{
+    if (sizes.empty())
+        return;
+    const auto shares = sample.share->share(sizes.size(), isWhole);
+    if (!shares) {
+        reading.unshared += sizes.size();
+        return;
+    }
+    std::size_t next = 0;
+    for (const SoundShare::Part &share : *shares) {
+        for (std::uint64_t i = 0; i < share.units; ++i) {
+            addData(share.track, place, sizes[next]);
+            place += sizes[next++];
+        }
+    }
+}
+
+void RunReader::addPlain(std::size_t place, std::size_t size)
+{
+    if (size == 0)
+        return;
+    // A track's sample need not be as long as another's.
+    const bool isOne = sample.share->trackCount() == 1;
+    const std::uint64_t units =
+        isOne ? size / sample.plainFrame : size / sample.plainFrame * sample.share->trackCount();
+    const auto shares = sample.share->share(units, hasEnd);
+    if (!shares) {
+        reading.unshared += units;
+        return;
+    }
+    for (const SoundShare::Part &share : *shares) {
+        const std::size_t part = static_cast<std::size_t>(share.units) *
+                                 sample.recording.tracks[share.track].uniformSize;
+        addData(share.track, place, part);
+        place += part;
+    }
+}
+
+void RunReader::addUnknown(std::uint64_t size)
+{
+    if (reading.unknown == 0)
+        reading.partsBefore = reading.parts.size();
+    reading.unknown += size;
+}

@@ -1,0 +1,175 @@
+#include "engine/iso/FrontIndexWriter.h"
+
+#include "engine/EngineError.h"
+#include "engine/iso/IndexWriter.h"
+#include "engine/iso/IsoWriter.h"
+#include "engine/iso/TrackTiming.h"
+#include "engine/recording/ForwardReader.h"
+#include "engine/recording/OutputFile.h"
+#include "engine/recording/PacketOrder.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace {
+
+/** Bytes of the damaged file that stand together in the output as well. */
+struct Span
+{
+    std::uint64_t from = 0;
+    std::uint64_t size = 0;
+};
+
+template <typename Visit>
+void forEachKept(IsoRecording &recording, Visit visit)
+{
+    std::vector<Track *> tracks;
+    for (IsoTrack &track : recording.tracks)
+        tracks.push_back(&track);
+    PacketOrder order(tracks);
+    for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
+        if (entry.packet->isLost == 0)
+            visit(entry.track, *entry.packet);
+    }
+}
+
+/** Moves the packets to where they stand when the media begins at 0. */
+std::vector<Span> packTogether(IsoRecording &recording)
+{
+    std::vector<Span> spans;
+    std::uint64_t size = 0;
+    // Packets keep their order, so that the walk is not disturbed by their moving: those that are
+    // lost go with their neighbours.
+    std::vector<Track *> tracks;
+    for (IsoTrack &track : recording.tracks)
+        tracks.push_back(&track);
+    PacketOrder order(tracks);
+    for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
+        Packet &packet = *entry.packet;
+        if (packet.isLost == 0) {
+            if (!spans.empty() && spans.back().from + spans.back().size == packet.offset)
+                spans.back().size += packet.size;
+            else
+                spans.push_back({.from = packet.offset, .size = packet.size});
+        }
+        packet.setOffset(size);
+        size += packet.isLost == 0 ? packet.size : 0;
+    }
+    return spans;
+}
+
+void moveAll(IsoRecording &recording, std::uint64_t by)
+{
+    for (IsoTrack &track : recording.tracks) {
+        for (Packet &packet : track.packets)
+            packet.setOffset(packet.offset + by);
+    }
+}
+
+std::uint64_t sizeOf(const std::vector<Span> &spans)
+{
+    std::uint64_t size = 0;
+    for (const Span &span : spans)
+        size += span.size;
+    return size;
+}
+
+/** The index, for media that begins behind it; the packets are moved there. */
+Bytes placeIndex(const SourceFile &description, IsoRecording &recording, std::uint64_t before)
+{
+    Bytes index = makeIndex(description, recording);
+    std::uint64_t moved = 0;
+    // Places further on may need more room, which moves the media once more.
+    for (std::size_t size = 0; size != index.size();) {
+        size = index.size();
+        const std::uint64_t start = before + size;
+        moveAll(recording, start - moved);
+        moved = start;
+        index = makeIndex(description, recording);
+    }
+    return index;
+}
+
+class SpanCopy
+{
+public:
+    SpanCopy(const SourceFile &media, std::vector<Span> ofMedia, OutputFile &toFile)
+        : reader(media, "copied"), spans(std::move(ofMedia)), output(toFile)
+    {
+    }
+
+    void copy(std::uint64_t size, PacketDigest &digest)
+    {
+        while (size > 0) {
+            const Span &span = spans[current];
+            const std::uint64_t some = std::min({size, span.size - inside, mostAtOnce});
+            const ByteView bytes = reader.read(span.from + inside, static_cast<std::size_t>(some));
+            if (bytes.size() < some)
+                throw EngineError(ErrorCode::OutputNotSound,
+                                  "The damaged file changed while it was read.");
+            digest.addBytes(bytes);
+            output.write(bytes);
+            size -= some;
+            inside += some;
+            if (inside == span.size) {
+                ++current;
+                inside = 0;
+            }
+        }
+    }
+
+private:
+    static constexpr std::uint64_t mostAtOnce = 1U << 20U;
+
+    ForwardReader reader;
+    std::vector<Span> spans;
+    OutputFile &output;
+    std::size_t current = 0;
+    std::uint64_t inside = 0;
+};
+
+void addTimes(const IsoTrack &track, ExpectedTrack &expected)
+{
+    expected.comparesPackets = track.uniformSize == 0;
+    std::optional<std::int64_t> first;
+    for (const Packet &packet : track.packets) {
+        if (packet.isLost != 0)
+            continue;
+        if (!first)
+            first = packet.time;
+        expected.digest.addPacket(packet.time - *first + packet.compositionOffset, packet.size);
+    }
+}
+
+} // namespace
+
+std::vector<ExpectedTrack> writeIsoIndexFirst(const SourceFile &media,
+                                              const SourceFile &description,
+                                              IsoRecording &recording, const std::string &path)
+{
+    startAtFirstPackets(description, recording);
+    std::vector<Span> spans = packTogether(recording);
+    const std::uint64_t size = sizeOf(spans);
+    const Bytes type = fileTypeOf(description, recording);
+    const Bytes header = mediaHeader(size);
+    const Bytes index = placeIndex(description, recording, type.size() + header.size());
+
+    OutputFile output(path);
+    output.write(type);
+    output.write(index);
+    output.write(header);
+    std::vector<ExpectedTrack> expected(recording.tracks.size());
+    SpanCopy copy(media, std::move(spans), output);
+    forEachKept(recording, [&](std::size_t track, const Packet &packet) {
+        copy.copy(packet.size, expected[track].digest);
+    });
+    output.close();
+
+    std::vector<ExpectedTrack> written;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        addTimes(recording.tracks[i], expected[i]);
+        if (expected[i].digest.packets() > 0)
+            written.push_back(std::move(expected[i]));
+    }
+    return written;
+}
