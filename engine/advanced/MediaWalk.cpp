@@ -62,7 +62,7 @@ public:
         RunReading leading;
         std::uint64_t place = runs.readLeading(from, leading);
         addRun(leading, from, place);
-        while (place < media.end()) {
+        while (place < media.end() && !isMisfit(result)) {
             media.keepFrom(place);
             const auto picture = sample.pictures->pictureAt(media, place);
             place = picture ? takePicture(place, *picture) : takeRun(place);
@@ -98,7 +98,9 @@ private:
         std::optional<RunReading> first;
         std::uint64_t firstEnd = media.end();
         std::uint64_t from = place;
-        for (int i = 0; i < mostCandidates; ++i) {
+        // Runs of plain sound cannot be told from others by what is in them.
+        const int candidates = sample.aac ? mostCandidates : 1;
+        for (int i = 0; i < candidates; ++i) {
             const auto next = findPicture(sample, media, from);
             const std::uint64_t end = next.value_or(media.end());
             RunReading reading = runs.read(place, end, next.has_value());
@@ -110,6 +112,7 @@ private:
                 break;
             from = end + 1;
         }
+        ++(first->isExact() ? result.goodRuns : result.badRuns);
         addRun(*first, place, firstEnd);
         return firstEnd;
     }
@@ -177,6 +180,13 @@ std::optional<std::uint64_t> findPicture(const SampleProfile &sample, MediaWindo
             .has_value();
     };
     return search(sample, media, from, media.end(), isCertain);
+}
+
+bool isMisfit(const WalkedMedia &walked)
+{
+    // Damage hits some places; what fails nearly everywhere is of another kind.
+    constexpr std::size_t fewest = 16;
+    return walked.badRuns >= fewest && walked.goodRuns < walked.badRuns;
 }
 
 WalkedMedia walkMedia(SampleProfile &sample, const SourceFile &damaged, std::uint64_t from,

@@ -27,6 +27,9 @@ struct WalkedMedia
     std::vector<WalkGap> gaps;
     /** Packets, or samples, of sound of which it cannot be told which track's they are. */
     std::uint64_t unshared = 0;
+    /** Runs of bytes between pictures that were what the sample led to expect, and others. */
+    std::size_t goodRuns = 0;
+    std::size_t badRuns = 0;
     /** Bytes that were walked, and those of them that mean nothing. */
     std::uint64_t walked = 0;
     std::uint64_t unknown = 0;
@@ -39,6 +42,9 @@ struct WalkedMedia
  */
 WalkedMedia walkMedia(SampleProfile &sample, const SourceFile &damaged, std::uint64_t from,
                       std::uint64_t to);
+
+/** What stands between pictures is not what the sample led to expect. */
+bool isMisfit(const WalkedMedia &walked);
 
 /** The next place at or after `from` where a picture certainly begins. */
 std::optional<std::uint64_t> findPicture(const SampleProfile &sample, MediaWindow &media,

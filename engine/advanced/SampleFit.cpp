@@ -12,7 +12,7 @@
 namespace {
 
 // Key pictures that are tried, and how many pictures behind each.
-constexpr int keysToTry = 4;
+constexpr int keysToTry = 6;
 constexpr int picturesBehindKey = 6;
 // As much of the media is searched for them.
 constexpr std::uint64_t mostSearched = 256ULL << 20U;
@@ -113,6 +113,9 @@ public:
         return !hasError && frames > 0;
     }
 
+    /** Of all that was shown. */
+    std::uint64_t hash() const { return pictureHash; }
+
 private:
     void receive()
     {
@@ -121,9 +124,23 @@ private:
             hasError = hasError || frame->decode_error_flags != 0 ||
                        (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0;
             ++frames;
+            addToHash();
             av_frame_unref(frame.get());
         }
         hasError = hasError || (result != AVERROR(EAGAIN) && result != AVERROR_EOF);
+    }
+
+    /** The first plane is enough. */
+    void addToHash()
+    {
+        constexpr std::uint64_t prime = 0x100000001b3;
+        const int bytesPerSample =
+            frame->width > 0 ? std::min(frame->linesize[0] / frame->width, 2) : 0;
+        for (int y = 0; y < frame->height; ++y) {
+            const std::uint8_t *line = frame->data[0] + std::ptrdiff_t{y} * frame->linesize[0];
+            for (int x = 0; x < frame->width * bytesPerSample; ++x)
+                pictureHash = (pictureHash ^ line[x]) * prime;
+        }
     }
 
     Ffmpeg::CodecContextPtr decoder;
@@ -131,7 +148,61 @@ private:
     Ffmpeg::FramePtr frame;
     bool hasError = false;
     int frames = 0;
+    std::uint64_t pictureHash = 0xcbf29ce484222325;
 };
+
+/** What a picture alone looks like; 0 when it cannot be decoded. */
+std::uint64_t lookOf(const AVCodecParameters &parameters, ByteView picture)
+{
+    TrialDecoder decoder(parameters);
+    decoder.decode(picture);
+    return decoder.finish() ? decoder.hash() | 1U : 0;
+}
+
+/** Where the last unit of a picture begins, with its length. */
+std::size_t lastUnit(ByteView picture, unsigned width)
+{
+    std::size_t place = 0;
+    for (std::size_t next = 0; next + width < picture.size();) {
+        place = next;
+        next += width + static_cast<std::size_t>(PacketContent::lengthField(&picture[next], width));
+    }
+    return place;
+}
+
+/**
+ * A decoder with the right parameters needs a coded picture to its last bytes, and nothing behind
+ * them; one with wrong ones loses its way, and ends somewhere.
+ */
+bool isUsedToItsEnd(const AVCodecParameters &parameters, ByteView picture, unsigned width)
+{
+    constexpr std::size_t tail = 16;
+    constexpr std::size_t moreBytes = 64;
+    const std::size_t start = lastUnit(picture, width);
+    const std::size_t size = picture.size() - start - width;
+    const std::uint64_t look = lookOf(parameters, picture);
+    if (look == 0 || size < 4 * tail)
+        return look != 0;
+    Bytes changed(picture.begin(), picture.end());
+    for (std::size_t i = changed.size() - tail; i < changed.size(); ++i)
+        changed[i] = static_cast<std::uint8_t>(changed[i] ^ (0x55U + (i & 0x3fU)));
+    if (lookOf(parameters, changed) == look)
+        return false;
+    Bytes longer(picture.begin(), picture.end());
+    for (std::size_t i = 0; i < moreBytes; ++i)
+        longer.push_back(static_cast<std::uint8_t>(0x9dU + 37U * i));
+    patchBe(longer, start, size + moreBytes, width);
+    return lookOf(parameters, longer) == look;
+}
+
+/** The sample's own pictures are used to their end: some recorders pad them. */
+bool samplePicturesEndExactly(const SampleProfile &sample)
+{
+    const IsoTrack &track = sample.recording.tracks[sample.video];
+    return track.nalLengthSize > 0 && !sample.keyPicture.empty() &&
+           isUsedToItsEnd(*streamOf(sample, sample.video)->codecpar, sample.keyPicture,
+                          track.nalLengthSize);
+}
 
 /** Decodes a key picture and those behind it. Returns where it stopped; sets whether all was well.
  */
@@ -204,31 +275,39 @@ void requireFittingPictures(const SampleProfile &sample, const SourceFile &damag
     MediaWindow media(damaged);
     media.setEnd(std::min(to, from + mostSearched));
     const std::string ofSample = nameOf(sample.recording.tracks[sample.video]);
+    const unsigned width = sample.recording.tracks[sample.video].nalLengthSize;
+    const bool endsExactly = samplePicturesEndExactly(sample);
     int tried = 0;
-    int found = 0;
+    int good = 0;
     auto place = findPicture(sample, media, from);
     while (place && tried < keysToTry) {
-        ++found;
         media.keepFrom(*place);
         const auto picture = sample.pictures->pictureAt(media, *place);
         std::uint64_t next = *place + picture->size;
         if (picture->isKey) {
             bool isGood = false;
             next = std::max(next, tryKey(sample, media, *place, isGood));
-            if (isGood)
-                return;
+            const ByteView bytes = media.view(*place, static_cast<std::size_t>(picture->size));
+            if (isGood && (!endsExactly ||
+                           isUsedToItsEnd(*streamOf(sample, sample.video)->codecpar, bytes, width)))
+                ++good;
             ++tried;
+            // One may look right by chance; and damage may have hit some.
+            if (good >= 2)
+                return;
         }
         place = findPicture(sample, media, next);
     }
+    // There may be one alone.
+    if (good > 0 && tried == 1)
+        return;
     if (tried > 0)
         throw misfit("its pictures cannot be decoded with the sample's parameters. They were "
                      "recorded in another size or with other settings.");
     const std::string ofDamaged = codecAt(damaged, from);
     if (!ofDamaged.empty() && ofDamaged != ofSample)
         throw misfit("it looks like " + ofDamaged + ", and the sample is " + ofSample + ".");
-    if (found == 0)
-        throw misfit("no picture like those of the sample (" + ofSample + ") is in it.");
+    throw misfit("no key picture like those of the sample (" + ofSample + ") is in it.");
 }
 
 void requireFittingMedia(const SampleProfile &sample, const WalkedMedia &walked)
@@ -236,14 +315,12 @@ void requireFittingMedia(const SampleProfile &sample, const WalkedMedia &walked)
     const std::size_t pictures = walked.packets[sample.video].size();
     if (pictures == 0)
         throw misfit("no picture like those of the sample is in it.");
-    std::size_t sounds = 0;
-    for (std::size_t i = 0; i < sample.tracks.size(); ++i) {
-        if (i != sample.video)
-            sounds += walked.packets[i].size();
-    }
-    // Damage hits some places; what fails everywhere is of another kind.
-    constexpr std::size_t fewest = 8;
-    if (walked.gaps.size() > std::max(fewest, pictures / 4) && sounds < walked.gaps.size())
+    const auto whole = static_cast<std::size_t>(
+        std::count_if(walked.packets[sample.video].begin(), walked.packets[sample.video].end(),
+                      [](const Packet &packet) { return packet.isLost == 0; }));
+    if (whole * 4 < pictures)
+        throw misfit("its pictures are made of other parts than the sample's.");
+    if (isMisfit(walked))
         throw misfit(sample.share ? "what stands between its pictures is not sound like the "
                                     "sample's."
                                   : "there is something between its pictures, such as sound, that "

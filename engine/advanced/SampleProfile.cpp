@@ -131,6 +131,10 @@ private:
         learnSizes(track, profile);
         if (index == sample->video) {
             profile.coding = Coding::Video;
+            const auto key = std::find_if(track.packets.begin(), track.packets.end(),
+                                          [](const Packet &packet) { return packet.isKey != 0; });
+            if (key != track.packets.end())
+                sample->keyPicture = sample->source.copy(key->offset, key->size);
             forEachPacket(track, [this](ByteView bytes) {
                 if (!sample->pictures->learn(bytes))
                     throw EngineError(ErrorCode::NotAvailable,

@@ -69,6 +69,8 @@ struct SampleProfile
     /** Which of them is the video; and how its pictures are found. */
     std::size_t video = 0;
     std::unique_ptr<VideoRecogniser> pictures;
+    /** The first from which decoding can begin. */
+    Bytes keyPicture;
     /** None when there is no AAC. */
     std::unique_ptr<AacFrames> aac;
     /** How the tracks of sound, all of one coding, share what stands between pictures. */

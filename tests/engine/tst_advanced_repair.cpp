@@ -82,6 +82,38 @@ class AdvancedRepairTest : public TestCase
         return outcome;
     }
 
+    /** The answer to a sample, other than a success. */
+    struct Refusal
+    {
+        ErrorCode code = ErrorCode::None;
+        QString sentence;
+    };
+
+    Refusal refusalOf(const QString &name, const QString &sample)
+    {
+        try {
+            repair(name, Damage::lostIndex, sample);
+        } catch (const EngineError &error) {
+            return {error.code(), QString::fromUtf8(error.what())};
+        }
+        return {};
+    }
+
+    /** A sample of another device, or with other settings. */
+    QString otherSample(const char *name, const char *picture, const char *sound,
+                        const char *options)
+    {
+        const QString path = folder.filePath(QString::fromLatin1(name));
+        const auto words = [](const char *text) {
+            return QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
+        };
+        Footage::run(QStringLiteral("ffmpeg"), words("-v error -y -f lavfi -i") + words(picture) +
+                                                   words("-f lavfi -i") + words(sound) +
+                                                   words("-t 4 -pix_fmt yuv420p") + words(options) +
+                                                   QStringList(path));
+        return path;
+    }
+
     static void addRow(const char *title, const char *master, const DamageFunction &damage)
     {
         QTest::newRow(title) << QString::fromLatin1(master) << damage;
@@ -112,6 +144,87 @@ private Q_SLOTS:
         QCOMPARE(Footage::decodeErrors(outputPath), QByteArray());
     }
 
+    void samplesThatDoNotFit_data()
+    {
+        QTest::addColumn<QString>("master");
+        QTest::addColumn<QByteArray>("picture");
+        QTest::addColumn<QByteArray>("sound");
+        QTest::addColumn<QByteArray>("options");
+        QTest::addColumn<QString>("differs");
+        const QByteArray picture = "testsrc=size=640x360:rate=30";
+        const QByteArray sound = "aevalsrc=sin(2000*t)|sin(3000*t):s=48000";
+        const QByteArray avc = "-c:v libx264 -preset veryfast -g 50 -crf 26 ";
+        const QByteArray hevc = "-c:v libx265 -preset ultrafast -x265-params "
+                                "log-level=none:pools=none:keyint=50:bframes=3:b-pyramid=1 "
+                                "-tag:v hvc1 ";
+        const auto row = [&](const char *title, const char *master, const QByteArray &video,
+                             const QByteArray &audio, const QByteArray &options,
+                             const char *differs) {
+            QTest::newRow(title) << QString::fromLatin1(master) << video << audio << options
+                                 << QString::fromLatin1(differs);
+        };
+        const char *parameters = "cannot be decoded with the sample's parameters";
+        row("HEVC for H.264", "end.mp4", picture, sound, hevc + "-c:a aac", "it looks like H.264");
+        row("H.264 for HEVC", "longhevc.mp4", picture, sound, avc + "-c:a aac",
+            "it looks like HEVC");
+        row("motion JPEG for H.264", "end.mp4", picture, sound, "-c:v mjpeg -c:a aac -f mov",
+            "it looks like H.264");
+        row("larger", "end.mp4", "testsrc=size=1280x720:rate=30", sound, avc + "-c:a aac",
+            parameters);
+        row("smaller", "end.mp4", "testsrc=size=320x180:rate=30", sound, avc + "-c:a aac",
+            parameters);
+        row("a little higher", "end.mp4", "testsrc=size=640x384:rate=30", sound, avc + "-c:a aac",
+            parameters);
+        row("upright", "end.mp4", "testsrc=size=360x640:rate=30", sound, avc + "-c:a aac",
+            parameters);
+        row("other entropy coding", "end.mp4", picture, sound,
+            avc + "-x264-params cabac=0 -c:a aac", parameters);
+        row("other profile", "end.mp4", picture, sound, avc + "-profile:v baseline -c:a aac",
+            parameters);
+        row("no B-frames", "end.mp4", picture, sound, avc + "-bf 0 -c:a aac", "");
+        row("one slice for four", "slices.mp4", picture, sound, avc + "-c:a aac", "");
+        row("larger HEVC", "longhevc.mp4", "testsrc=size=1280x720:rate=30", sound,
+            hevc + "-c:a aac", parameters);
+        row("smaller HEVC", "longhevc.mp4", "testsrc=size=320x180:rate=30", sound,
+            hevc + "-c:a aac", parameters);
+        row("a little higher HEVC", "longhevc.mp4", "testsrc=size=640x384:rate=30", sound,
+            hevc + "-c:a aac", parameters);
+        row("other presets of HEVC", "longhevc.mp4", picture, sound,
+            "-c:v libx265 -preset medium -x265-params log-level=none:pools=none -tag:v hvc1 "
+            "-c:a aac",
+            parameters);
+        row("25 pictures for 30", "end.mp4", "testsrc=size=640x360:rate=25", sound,
+            avc + "-c:a aac", "with 25 pictures a second");
+        row("60 pictures for 30", "end.mp4", "testsrc=size=640x360:rate=60", sound,
+            avc + "-c:a aac", "");
+        row("plain sound for AAC", "end.mp4", picture, sound, avc + "-c:a pcm_s16le -f mov", "");
+        row("AAC for plain sound", "plain.mov", picture, sound, avc + "-c:a aac", "");
+        row("no sound", "end.mp4", picture, sound, avc + "-an", "between its pictures");
+        row("one channel", "end.mp4", picture, "sine=sample_rate=48000", avc + "-c:a aac", "");
+        row("other rate of sound", "end.mp4", picture, "aevalsrc=sin(2000*t)|sin(3000*t):s=32000",
+            avc + "-c:a aac", "");
+        row("24 bits for 16", "plain.mov", picture, sound, avc + "-c:a pcm_s24le", "");
+    }
+
+    void samplesThatDoNotFit()
+    {
+        QFETCH(QString, master);
+        QFETCH(QByteArray, picture);
+        QFETCH(QByteArray, sound);
+        QFETCH(QByteArray, options);
+        QFETCH(QString, differs);
+        const bool isMov = options.contains("pcm") || options.contains("mov");
+        const QString sample = otherSample(isMov ? "other.mov" : "other.mp4", picture.constData(),
+                                           sound.constData(), options.constData());
+        const Refusal refusal = refusalOf(master, sample);
+        QCOMPARE(refusal.code, ErrorCode::SampleDoesNotFit);
+        QVERIFY2(refusal.sentence.startsWith(
+                     QStringLiteral("The sample does not fit the damaged video: ")) &&
+                     refusal.sentence.contains(differs),
+                 qPrintable(refusal.sentence));
+        QVERIFY(!QFileInfo::exists(outputPath));
+    }
+
     /** Sound beside each picture tells when it is shown; behind the last there is none. */
     void changingRates()
     {
@@ -138,7 +251,7 @@ private Q_SLOTS:
                 return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
             };
         };
-        for (const char *name : {"end.mp4", "slices.mp4", "longhevc.mp4"}) {
+        for (const char *name : {"end.mp4", "slices.mp4", "longhevc.mp4", "plain.mov"}) {
             const QByteArray title = name;
             for (const unsigned seed : {1U, 2U, 3U}) {
                 const QByteArray number = QByteArray::number(seed);

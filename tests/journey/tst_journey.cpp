@@ -271,7 +271,7 @@ private Q_SLOTS:
         QCOMPARE(resultRows(probe),
                  QStringList{QStringLiteral("Wedding.mp4|Repair succeeded, 1 output "
                                             "file(s)|Preview")});
-        QCOMPARE(probe.summaryLabel()->text(), QStringLiteral("Advanced Done       1/1"));
+        QCOMPARE(probe.summaryLabel()->text(), QStringLiteral("All Videos       1/1"));
         QCOMPARE(probe.resultThumbs().size(), 1);
 
         modals.expect([&](QDialog *dialog) {
