@@ -100,6 +100,8 @@ RepairReport repairWithSample(const SourceFile &damaged, SampleProfile &sample,
     setTimes(sample, std::move(walked), recording);
 
     RepairReport report = reportOf(recording, summary);
+    for (IsoTrack &track : recording.tracks)
+        fillWithSilence(track);
     AsideFile aside(outputPath, damaged.path());
     std::vector<ExpectedTrack> expected =
         writeIsoIndexFirst(damaged, sample.source, recording, aside.path());

@@ -199,7 +199,7 @@ void RunReader::salvageAac(std::size_t from, std::size_t to)
 
 bool RunReader::isPlain(std::size_t size) const
 {
-    return size % sample.plainFrame == 0 && size <= 2 * sample.largestRun;
+    return size % sample.plainGrain == 0 && size <= 2 * sample.largestRun;
 }
 
 /** Where a picture begins of which the rest is missing; `to` when there is none. */
@@ -238,7 +238,14 @@ void RunReader::readPlain(std::size_t from, std::size_t to)
             from += whole;
         }
     }
-    readData(from, to);
+    // Sound stands before every picture, whatever is lost further ahead.
+    const std::size_t least = hasEnd && to == bytes.size() && !sample.hasPadding
+                                  ? static_cast<std::size_t>(sample.leastPlain)
+                                  : 0;
+    const bool isThere = least > 0 && least < to - from;
+    readData(from, isThere ? to - least : to);
+    if (isThere)
+        addPlain(to - least, least);
 }
 
 void RunReader::readData(std::size_t from, std::size_t to)

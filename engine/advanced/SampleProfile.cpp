@@ -61,6 +61,9 @@ public:
             if (i != sample->video)
                 learnLead(i);
         }
+        for (std::size_t i = 0; i < sample->tracks.size(); ++i)
+            sample->plainGrain += static_cast<std::uint64_t>(sample->tracks[i].grain) *
+                                  sample->recording.tracks[i].uniformSize;
         for (IsoTrack &track : sample->recording.tracks)
             track.packets = {};
         return std::move(sample);
@@ -232,8 +235,14 @@ private:
         std::uint64_t bytes = 0;
         std::uint64_t end = 0;
         PacketOrder order(tracks);
+        std::size_t pictures = 0;
         const auto finishRun = [&] {
             sample->largestRun = std::max(sample->largestRun, bytes);
+            // Before the first there may be none.
+            if (pictures++ == 1)
+                sample->leastPlain = bytes;
+            else
+                sample->leastPlain = std::min(sample->leastPlain, bytes);
             if (!run.empty())
                 runs.push_back(std::exchange(run, {}));
             bytes = 0;
@@ -252,7 +261,12 @@ private:
             bytes += packet.size;
             addToRun(run, entry.track, packet);
         }
+        // Behind the last there may be more.
+        pictures = 2;
+        bytes = std::max(bytes, sample->leastPlain);
         finishRun();
+        if (sample->plainFrame > 0)
+            sample->leastPlain -= sample->leastPlain % sample->plainFrame;
         if (!soundTracks.empty())
             sample->share = std::make_unique<SoundShare>(std::move(soundTracks), runs);
     }

@@ -77,8 +77,11 @@ struct SampleProfile
     std::unique_ptr<SoundShare> share;
     /** Bytes of one sample of all tracks of plain sound together. */
     std::uint32_t plainFrame = 0;
-    /** Of what stands between two pictures. */
+    /** Plain sound between pictures is always a multiple of so many bytes. */
+    std::uint64_t plainGrain = 0;
+    /** Of what stands between two pictures; and of the plain sound before any of them. */
     std::uint64_t largestRun = 0;
+    std::uint64_t leastPlain = 0;
     /** Bytes between packets that belong to no track. */
     bool hasPadding = false;
     /** How much the order counts of pictures differ that are shown one after the other. */

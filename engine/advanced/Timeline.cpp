@@ -20,6 +20,18 @@ constexpr std::int64_t mostMarked = 20000;
 /** Numbers of what is missing at each gap, of one track. */
 using Missing = std::vector<std::int64_t>;
 
+// Places that must agree on how many pictures are missing.
+constexpr int leastTold = 4;
+
+/** How many pictures are missing was guessed. */
+struct Guess
+{
+    /** The first picture behind. */
+    std::size_t first = 0;
+    /** When pictures of its sequence are shown is certain, not when they are decoded. */
+    bool knowsShown = false;
+};
+
 class Timing
 {
 public:
@@ -224,7 +236,7 @@ private:
         const WalkGap &bytes = walked.gaps[gap];
         const auto guess = static_cast<std::int64_t>(
             std::llround(static_cast<double>(bytes.to - bytes.from) / bytesPerPicture(first)));
-        guesses[gap] = first;
+        guesses[gap] = {.first = first};
         if (begins) {
             if (keyDistance <= 0)
                 return guess;
@@ -236,7 +248,7 @@ private:
         const auto told = missingByOrder(first, number, sequence);
         if (!told)
             return guess;
-        const std::int64_t byOrder = *told;
+        const std::int64_t byOrder = told->first;
         const std::int64_t range = std::max<std::int64_t>(sample.orderRange / sample.orderStep, 1);
         // Order counts say only their lowest bits.
         const std::int64_t turns = std::max(
@@ -245,7 +257,10 @@ private:
         const std::int64_t inSequence = byOrder + turns * range;
         if (isLikely(inSequence, guess, number - sequence)) {
             sequence += turns * range;
-            guesses.erase(gap);
+            // A few pictures may be those before the gap that are shown behind it.
+            guesses[gap].knowsShown = true;
+            if (told->second >= leastTold)
+                guesses.erase(gap);
             return inSequence;
         }
         // A key picture was lost as well: the sequence is a later one.
@@ -300,10 +315,11 @@ private:
 
     /**
      * Where all pictures so far are shown before all that follow, as many have been decoded as
-     * shown: that tells how many are missing. None when there is no such place near.
+     * shown: that tells how many are missing, and how many places say so. None when there is no
+     * such place near.
      */
-    std::optional<std::int64_t> missingByOrder(std::size_t first, std::int64_t number,
-                                               std::int64_t sequence) const
+    std::optional<std::pair<std::int64_t, int>>
+    missingByOrder(std::size_t first, std::int64_t number, std::int64_t sequence) const
     {
         const auto &packets = walked.packets[sample.video];
         std::vector<std::int64_t> shown;
@@ -328,7 +344,9 @@ private:
             std::max_element(found.rbegin(), found.rend(), [](const auto &one, const auto &other) {
                 return one.second < other.second;
             });
-        return most != found.rend() ? std::optional(most->first) : std::nullopt;
+        if (most == found.rend())
+            return std::nullopt;
+        return std::pair(most->first, most->second);
     }
 
     std::int64_t unitsOf(std::size_t track, const Packet &packet) const
@@ -463,12 +481,22 @@ private:
         return 0;
     }
 
-    void movePictures(std::size_t first, std::int64_t by)
+    void movePictures(const Guess &guess, std::int64_t by)
     {
-        const std::int64_t duration = sample.tracks[sample.video].duration;
+        const std::int64_t distance = by * sample.tracks[sample.video].duration;
+        // Pictures from before the gap hide one or two; otherwise the sequence is another one.
+        constexpr std::int64_t mostHidden = 2;
+        const bool movesShown = !guess.knowsShown || by < 0 || by > mostHidden;
         auto &packets = pictures();
-        for (std::size_t i = by == 0 ? packets.size() : first; i < packets.size(); ++i)
-            packets[i].time += by * duration;
+        const auto next =
+            std::upper_bound(walked.sequences.begin(), walked.sequences.end(), guess.first);
+        const std::size_t end = next != walked.sequences.end() ? *next : packets.size();
+        for (std::size_t i = distance == 0 ? packets.size() : guess.first; i < packets.size();
+             ++i) {
+            packets[i].time += distance;
+            if (!movesShown && i < end)
+                packets[i].compositionOffset -= static_cast<std::int32_t>(distance);
+        }
     }
 
     bool isBehindNextGap(std::size_t track, std::size_t first, std::size_t i) const
@@ -542,9 +570,8 @@ private:
     const SampleProfile &sample;
     WalkedMedia &walked;
     std::vector<Missing> missing;
-    /** Gaps of which the number of missing pictures is not told by order, and their first
-     * pictures behind. */
-    std::map<std::size_t, std::size_t> guesses;
+    /** Gaps of which order does not tell for certain how many pictures are missing. */
+    std::map<std::size_t, Guess> guesses;
     std::int64_t videoEnd = 0;
     std::int64_t keyDistance = 0;
 };

@@ -9,15 +9,21 @@
 #include "engine/recording/PacketOrder.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 namespace {
+
+/** A packet of this sample description is not there: zeros are written for it. */
+constexpr std::uint64_t silence = 0;
 
 /** Bytes of the damaged file that stand together in the output as well. */
 struct Span
 {
     std::uint64_t from = 0;
     std::uint64_t size = 0;
+    /** Zeros stand for it. */
+    bool isSilence = false;
 };
 
 template <typename Visit>
@@ -47,10 +53,16 @@ std::vector<Span> packTogether(IsoRecording &recording)
     for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
         Packet &packet = *entry.packet;
         if (packet.isLost == 0) {
-            if (!spans.empty() && spans.back().from + spans.back().size == packet.offset)
+            const bool isSilence = packet.description == silence;
+            const bool goesOn = !spans.empty() && !isSilence && !spans.back().isSilence &&
+                                spans.back().from + spans.back().size == packet.offset;
+            if (goesOn)
                 spans.back().size += packet.size;
             else
-                spans.push_back({.from = packet.offset, .size = packet.size});
+                spans.push_back(
+                    {.from = packet.offset, .size = packet.size, .isSilence = isSilence});
+            if (isSilence)
+                packet.setDescription(1);
         }
         packet.setOffset(size);
         size += packet.isLost == 0 ? packet.size : 0;
@@ -121,9 +133,16 @@ public:
 private:
     static constexpr std::uint64_t mostAtOnce = 1U << 20U;
 
+    ByteView zerosOf(std::uint64_t size)
+    {
+        zeros.resize(static_cast<std::size_t>(size));
+        return zeros;
+    }
+
     ForwardReader reader;
     std::vector<Span> spans;
     OutputFile &output;
+    Bytes zeros;
     std::size_t current = 0;
     std::uint64_t inside = 0;
 };
@@ -142,6 +161,23 @@ void addTimes(const IsoTrack &track, ExpectedTrack &expected)
 }
 
 } // namespace
+
+void fillWithSilence(IsoTrack &track)
+{
+    if (track.uniformSize == 0 || track.uniformDuration <= 0)
+        return;
+    for (std::size_t i = 0; i + 1 < track.packets.size(); ++i) {
+        Packet &packet = track.packets[i];
+        const std::int64_t samples =
+            (track.packets[i + 1].time - packet.time) / track.uniformDuration;
+        const auto size = static_cast<std::uint64_t>(samples) * track.uniformSize;
+        if (packet.isLost == 0 || samples <= 0 || size > std::numeric_limits<std::uint32_t>::max())
+            continue;
+        packet.size = static_cast<std::uint32_t>(size);
+        packet.setLost(false);
+        packet.setDescription(silence);
+    }
+}
 
 std::vector<ExpectedTrack> writeIsoIndexFirst(const SourceFile &media,
                                               const SourceFile &description,

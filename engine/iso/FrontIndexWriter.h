@@ -6,6 +6,12 @@
 #include <string>
 
 /**
+ * Has silence stand in the output for what is lost of plain sound: players take it for going on
+ * evenly, whatever an index says. To be called before writeIsoIndexFirst().
+ */
+void fillWithSilence(IsoTrack &track);
+
+/**
  * Writes a recording as a sound file whose index stands before the media. All that is known of
  * the packets must be: those that are not marked as lost are copied as they are. The recording's
  * packets then have their places in the output.
