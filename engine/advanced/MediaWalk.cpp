@@ -98,8 +98,9 @@ private:
         std::optional<RunReading> first;
         std::uint64_t firstEnd = media.end();
         std::uint64_t from = place;
-        // Runs of plain sound cannot be told from others by what is in them.
-        const int candidates = sample.aac ? mostCandidates : 1;
+        // Plain sound has no marks, but, mostly, lengths that others do not have by chance.
+        constexpr std::uint64_t rareLength = 256;
+        const int candidates = sample.aac || sample.plainGrain >= rareLength ? mostCandidates : 1;
         for (int i = 0; i < candidates; ++i) {
             const auto next = findPicture(sample, media, from);
             const std::uint64_t end = next.value_or(media.end());

@@ -242,11 +242,10 @@ bool NalRecogniser::isBegun(ByteView bytes) const
             return false;
         const ByteView unit = bytes.subspan(width);
         if (size > bytes.size())
-            return !Nal::isSlice(Nal::typeOf(unit[0], isHevc), isHevc) ||
-                   sets.readSlice(unit).has_value();
+            return Nal::isSlice(Nal::typeOf(unit[0], isHevc), isHevc) && sets.readSlice(unit);
         bytes = bytes.subspan(static_cast<std::size_t>(size));
     }
-    return bytes.size() <= width + 1;
+    return false;
 }
 
 void NalRecogniser::take(ByteView packet)

@@ -2,10 +2,12 @@
 // stream copy by FFmpeg, and what it costs. All figures are of one run on one machine.
 //
 //   bench_repair [--quality|--cost|--questions] [DOCUMENT]
+//   bench_repair --advanced [DOCUMENT]
 //
 // Without one of the three, all are measured. In a document, what stands behind the marker line is
 // replaced by the tables; without one, they are printed.
 
+#include "tests/bench/AdvancedBench.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
@@ -560,6 +562,16 @@ int main(int argc, char *argv[])
     QStringList arguments = QCoreApplication::arguments().mid(1);
     const bool onlyQuality = arguments.removeAll(QStringLiteral("--quality")) > 0;
     const bool onlyCost = arguments.removeAll(QStringLiteral("--cost")) > 0;
+    if (arguments.removeAll(QStringLiteral("--advanced")) > 0) {
+        const auto repair = [](const QString &input, const QString &sample, const QString &output) {
+            const Call call = callService({{QStringLiteral("method"), 1},
+                                           {QStringLiteral("damagedPath"), input},
+                                           {QStringLiteral("samplePath"), sample},
+                                           {QStringLiteral("outFilePath"), output}});
+            return AdvancedBench::Cost{call.isDone, call.seconds, call.cpuSeconds, call.peakMiB};
+        };
+        return AdvancedBench(repair).run(arguments.value(0));
+    }
     const bool onlyQuestions = arguments.removeAll(QStringLiteral("--questions")) > 0;
     const bool isAll = !onlyQuality && !onlyCost && !onlyQuestions;
     QByteArray tables;

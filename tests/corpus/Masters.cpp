@@ -151,6 +151,12 @@ const std::vector<Master> &masters()
             master("sounds.mp4", "four tracks of AAC",
                    withH264("-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
                             "-b:a:2 64k -b:a:3 48k")),
+            master("two.mp4", "two tracks of AAC",
+                   withH264("-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k")),
+            master("deep.mov", "H.264, plain sound of 24 bits; index at the end",
+                   withH264("-c:a pcm_s24le")),
+            master("pictures.mov", "motion JPEG, plain sound; index at the end",
+                   "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
             master("plain.mov", "H.264, plain sound of 16 bits, time code",
                    withH264("-c:a pcm_s16le -timecode 01:02:03:04")),
             master("plain24.mov", "motion JPEG, plain sound of 24 bits; index at the front",

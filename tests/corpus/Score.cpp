@@ -154,7 +154,10 @@ private:
         auto isWhole = wholePackets(original, expected, damaged);
         if (!damaged.tellsOfTrack(stream))
             isWhole.assign(isWhole.size(), false);
-        score.recoverable += std::count(isWhole.begin(), isWhole.end(), true);
+        const auto recoverable = std::count(isWhole.begin(), isWhole.end(), true);
+        const char kind = original.streams[stream].kind;
+        score.recoverable += recoverable;
+        score.recoverableOf[kind] += recoverable;
         std::size_t next = 0;
         for (std::size_t i = 0; i < found.size(); ++i) {
             if (!matches[i]) {
@@ -164,6 +167,7 @@ private:
             const std::size_t index = *matches[i];
             ++score.matched;
             score.recovered += isWhole[index] ? 1 : 0;
+            score.recoveredOf[kind] += isWhole[index] ? 1 : 0;
             score.misplaced += index < next ? 1 : 0;
             next = std::max(next, index + 1);
             compareTimes(expected[index], found[i], original.streams[stream].kind == 'v');

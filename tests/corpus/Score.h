@@ -3,6 +3,8 @@
 #include "tests/corpus/Contents.h"
 #include "tests/corpus/Damages.h"
 
+#include <map>
+
 /** How much of an undamaged recording a repaired file holds. Knows nothing of how it was repaired.
  */
 struct Score
@@ -23,6 +25,9 @@ struct Score
     double timeError = 0;
     /** Packets of the original in the output. */
     std::int64_t matched = 0;
+    /** The same two of pictures ('v'), sound ('a') and anything else ('d'). */
+    std::map<char, std::int64_t> recoverableOf = {};
+    std::map<char, std::int64_t> recoveredOf = {};
     /** Seconds; how much later than beside the picture that it belongs to sound is, at most. */
     double soundError = 0;
 

@@ -127,8 +127,8 @@ private Q_SLOTS:
         const auto with = [](auto function, auto... arguments) {
             return [=](const QByteArray &bytes) { return function(bytes, arguments...); };
         };
-        for (const char *name :
-             {"end.mp4", "slices.mp4", "longhevc.mp4", "plain.mov", "sounds.mp4"}) {
+        for (const char *name : {"end.mp4", "slices.mp4", "longhevc.mp4", "plain.mov", "deep.mov",
+                                 "pictures.mov", "two.mp4", "sounds.mp4"}) {
             const QByteArray title = name;
             addRow(title + ": index lost", name, with(Damage::lostIndex));
             addRow(title + ": cut at 60 %", name, with(Damage::cutAt, 0.6));
