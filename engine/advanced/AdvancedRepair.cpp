@@ -4,6 +4,7 @@
 #include "engine/advanced/MediaWalk.h"
 #include "engine/advanced/SampleFit.h"
 #include "engine/advanced/Timeline.h"
+#include "engine/iso/Fragments.h"
 #include "engine/iso/FrontIndexWriter.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/log/LogLine.h"
@@ -18,17 +19,21 @@ namespace {
 // An index that tells of so much of the file is a good one.
 constexpr double goodPart = 0.9;
 
-/** Bytes of the packets that the file itself tells of. */
-std::uint64_t bytesTold(const SourceFile &source)
+std::uint64_t bytesOf(const IsoRecording &recording)
 {
     std::uint64_t bytes = 0;
-    if (const auto recording = readIso(source)) {
-        for (const IsoTrack &track : recording->tracks) {
-            for (const Packet &packet : track.packets)
-                bytes += packet.isLost == 0 ? packet.size : 0;
-        }
+    for (const IsoTrack &track : recording.tracks) {
+        for (const Packet &packet : track.packets)
+            bytes += packet.isLost == 0 ? packet.size : 0;
     }
     return bytes;
+}
+
+/** Bytes of the packets that the file itself tells of. */
+std::uint64_t bytesTold(const SourceFile &source, const IsoStructure &structure)
+{
+    const auto recording = readIso(source, structure);
+    return recording ? bytesOf(*recording) : 0;
 }
 
 /** Where the media begins: behind the header of the first box of media, as far as there is one. */
@@ -87,19 +92,10 @@ IsoRecording emptyLike(const SampleProfile &sample)
     return recording;
 }
 
-RepairReport repairWithSample(const SourceFile &damaged, SampleProfile &sample,
-                              const std::string &outputPath)
+RepairReport writeAndCheck(const SourceFile &damaged, const SampleProfile &sample,
+                           IsoRecording recording, RepairReport report,
+                           const std::string &outputPath)
 {
-    const std::uint64_t from = startOfMedia(damaged);
-    requireFittingPictures(sample, damaged, from, damaged.size());
-    WalkedMedia walked = walkMedia(sample, damaged, from, damaged.size());
-    requireFittingMedia(sample, walked);
-    IsoRecording recording = emptyLike(sample);
-    WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
-    summary.unshared = walked.unshared;
-    setTimes(sample, std::move(walked), recording);
-
-    RepairReport report = reportOf(recording, summary);
     for (IsoTrack &track : recording.tracks)
         fillWithSilence(track);
     AsideFile aside(outputPath, damaged.path());
@@ -110,6 +106,46 @@ RepairReport repairWithSample(const SourceFile &damaged, SampleProfile &sample,
     checkOutput(aside.path(), std::move(expected));
     aside.publish();
     return report;
+}
+
+/** By the headers of fragments that stand in the media, an exact index; none where there is too
+ * little of them. */
+std::optional<IsoRecording> readByFragments(const SourceFile &damaged,
+                                            const IsoStructure &structure,
+                                            const SampleProfile &sample)
+{
+    if (structure.fragments.empty())
+        return std::nullopt;
+    IsoRecording recording = emptyLike(sample);
+    readFragments(damaged, structure.fragments, sample.source, recording);
+    for (IsoTrack &track : recording.tracks) {
+        for (Packet &packet : track.packets)
+            packet.setLost(packet.end() > damaged.size());
+    }
+    const double told = static_cast<double>(bytesOf(recording));
+    return told >= goodPart * static_cast<double>(damaged.size())
+               ? std::optional(std::move(recording))
+               : std::nullopt;
+}
+
+RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &structure,
+                              SampleProfile &sample, const std::string &outputPath)
+{
+    const std::uint64_t from = startOfMedia(damaged);
+    requireFittingPictures(sample, damaged, from, damaged.size());
+    if (auto recording = readByFragments(damaged, structure, sample)) {
+        RepairReport report = reportOf(*recording, {});
+        report.remarks.emplace_back("Headers of fragments in the media told where all is.");
+        return writeAndCheck(damaged, sample, std::move(*recording), std::move(report), outputPath);
+    }
+    WalkedMedia walked = walkMedia(sample, damaged, from, damaged.size());
+    requireFittingMedia(sample, walked);
+    IsoRecording recording = emptyLike(sample);
+    WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
+    summary.unshared = walked.unshared;
+    setTimes(sample, std::move(walked), recording);
+    RepairReport report = reportOf(recording, summary);
+    return writeAndCheck(damaged, sample, std::move(recording), std::move(report), outputPath);
 }
 
 RepairReport repairQuickly(const std::string &damagedPath, const std::string &outputPath)
@@ -127,9 +163,10 @@ RepairReport advancedRepair(const std::string &damagedPath, const std::string &s
     const SourceFile damaged(damagedPath);
     if (!mayBeIso(damaged) || mayBeMatroska(damaged) || mayBeAvi(damaged) || mayBeFlv(damaged))
         return repairQuickly(damagedPath, outputPath);
-    const std::uint64_t told = bytesTold(damaged);
+    const IsoStructure structure = findStructure(damaged);
+    const std::uint64_t told = bytesTold(damaged, structure);
     if (static_cast<double>(told) >= goodPart * static_cast<double>(damaged.size()))
         return repairQuickly(damagedPath, outputPath);
     const auto sample = learnSample(samplePath);
-    return repairWithSample(damaged, *sample, outputPath);
+    return repairWithSample(damaged, structure, *sample, outputPath);
 }

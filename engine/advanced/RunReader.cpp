@@ -13,7 +13,8 @@ constexpr std::uint64_t longestRun = 8U << 20U;
 constexpr std::size_t longestSearch = 65536;
 
 constexpr std::array boxesInMedia = {fourCc("free"), fourCc("wide"), fourCc("skip"),
-                                     fourCc("mdat")};
+                                     fourCc("mdat"), fourCc("moof"), fourCc("styp"),
+                                     fourCc("sidx"), fourCc("mfra"), fourCc("uuid")};
 
 } // namespace
 
@@ -129,22 +130,6 @@ bool RunReader::readExactAac(std::size_t from, std::size_t to)
 
 bool RunReader::readAacBesideOthers(std::size_t from, std::size_t to)
 {
-    // Frames may end with zeros of their own.
-    constexpr std::size_t ownZeros = 4;
-    std::size_t last = to;
-    while (last > from && bytes[last - 1] == 0)
-        --last;
-    if (to - last >= ownZeros && sample.hasPadding) {
-        for (std::size_t end = last; end < last + ownZeros; ++end) {
-            if (readExactAac(from, end))
-                return true;
-        }
-    }
-    std::size_t first = from;
-    while (first < to && bytes[first] == 0)
-        ++first;
-    if (first > from && sample.hasPadding && readExactAac(first, to))
-        return true;
     for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
         const TrackProfile &profile = sample.tracks[track];
         const std::uint32_t size = profile.framing.fixed();
@@ -169,9 +154,47 @@ bool RunReader::readAacBesideOthers(std::size_t from, std::size_t to)
     return false;
 }
 
+/** Frames in pieces that begin at certain places, with zeros before these. */
+bool RunReader::readPaddedAac(std::size_t from, std::size_t to)
+{
+    if (!sample.hasPadding)
+        return false;
+    std::vector<Found> frames;
+    const auto takePiece = [&](std::size_t end) {
+        // The last byte of a frame holds a mark: it is no zero.
+        while (end > from && bytes[end - 1] == 0)
+            --end;
+        while (from < end && bytes[from] == 0)
+            ++from;
+        if (from == end || !sample.aac->mayBegin(bytes[from]))
+            return from == end;
+        const auto chain = sample.aac->chainFrom(ByteView(bytes).subspan(from, end - from));
+        if (!chain.isExact)
+            return false;
+        for (const std::uint32_t size : chain.sizes) {
+            frames.push_back({.place = from, .size = size});
+            from += size;
+        }
+        return true;
+    };
+    const std::uint64_t step = sample.alignment;
+    for (std::uint64_t border = (start + from) / step * step + step; border < start + to;
+         border += step) {
+        const auto end = static_cast<std::size_t>(border - start);
+        if (step > 1 && bytes[end - 1] == 0 && bytes[end] != 0)
+            takePiece(end);
+    }
+    if (!takePiece(to) || frames.empty())
+        return false;
+    shareFrames(frames, hasEnd);
+    return true;
+}
+
 void RunReader::readAac(std::size_t from, std::size_t to)
 {
-    if (!readExactAac(from, to) && !readAacBesideOthers(from, to))
+    if (bytes[to - 1] == 0 && readPaddedAac(from, to))
+        return;
+    if (!readExactAac(from, to) && !readPaddedAac(from, to) && !readAacBesideOthers(from, to))
         salvageAac(from, to);
 }
 
@@ -272,19 +295,27 @@ void RunReader::addData(std::size_t track, std::size_t place, std::size_t size)
 
 void RunReader::addFrames(std::size_t place, const std::vector<std::uint32_t> &sizes, bool isWhole)
 {
-    if (sizes.empty())
+    std::vector<Found> frames;
+    for (const std::uint32_t size : sizes) {
+        frames.push_back({.place = place, .size = size});
+        place += size;
+    }
+    shareFrames(frames, isWhole);
+}
+
+void RunReader::shareFrames(const std::vector<Found> &frames, bool isWhole)
+{
+    if (frames.empty())
         return;
-    const auto shares = sample.share->share(sizes.size(), isWhole);
+    const auto shares = sample.share->share(frames.size(), isWhole);
     if (!shares) {
-        reading.unshared += sizes.size();
+        reading.unshared += frames.size();
         return;
     }
-    std::size_t next = 0;
+    auto frame = frames.begin();
     for (const SoundShare::Part &share : *shares) {
-        for (std::uint64_t i = 0; i < share.units; ++i) {
-            addData(share.track, place, sizes[next]);
-            place += sizes[next++];
-        }
+        for (std::uint64_t i = 0; i < share.units; ++i, ++frame)
+            addData(share.track, frame->place, frame->size);
     }
 }
 

@@ -58,6 +58,7 @@ private:
     void readAac(std::size_t from, std::size_t to);
     bool readAacBesideOthers(std::size_t from, std::size_t to);
     bool readExactAac(std::size_t from, std::size_t to);
+    bool readPaddedAac(std::size_t from, std::size_t to);
     void salvageAac(std::size_t from, std::size_t to);
     void readPlain(std::size_t from, std::size_t to);
     std::size_t beginningOfPicture(std::size_t from, std::size_t to) const;
@@ -67,6 +68,7 @@ private:
 
     void addData(std::size_t track, std::size_t place, std::size_t size);
     void addFrames(std::size_t place, const std::vector<std::uint32_t> &sizes, bool isWhole);
+    void shareFrames(const std::vector<Found> &frames, bool isWhole);
     void addPlain(std::size_t place, std::size_t size);
     void addUnknown(std::uint64_t size);
 

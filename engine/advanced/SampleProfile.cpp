@@ -234,6 +234,7 @@ private:
         SoundShare::Parts run;
         std::uint64_t bytes = 0;
         std::uint64_t end = 0;
+        std::uint64_t aligned = 1;
         PacketOrder order(tracks);
         std::size_t pictures = 0;
         const auto finishRun = [&] {
@@ -250,6 +251,7 @@ private:
         for (auto entry = order.next(); entry.packet != nullptr; entry = order.next()) {
             const Packet &packet = *entry.packet;
             if (end > 0 && packet.offset > end) {
+                aligned = sample->hasPadding ? aligned | packet.offset : packet.offset;
                 sample->hasPadding = true;
                 bytes += packet.offset - end;
             }
@@ -261,6 +263,8 @@ private:
             bytes += packet.size;
             addToRun(run, entry.track, packet);
         }
+        if (aligned != 0)
+            sample->alignment = aligned & (~aligned + 1);
         // Behind the last there may be more.
         pictures = 2;
         bytes = std::max(bytes, sample->leastPlain);

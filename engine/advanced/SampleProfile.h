@@ -84,6 +84,8 @@ struct SampleProfile
     std::uint64_t leastPlain = 0;
     /** Bytes between packets that belong to no track. */
     bool hasPadding = false;
+    /** What stands behind such bytes begins at multiples of so many. */
+    std::uint64_t alignment = 1;
     /** How much the order counts of pictures differ that are shown one after the other. */
     std::int64_t orderStep = 1;
     /** From how many on order counts are not told apart. */

@@ -69,8 +69,8 @@ std::map<std::uint32_t, Defaults> readDefaults(const SourceFile &source, const B
 class FragmentReader
 {
 public:
-    FragmentReader(const SourceFile &file, IsoRecording &target)
-        : source(file), recording(target), defaults(readDefaults(file, target.index))
+    FragmentReader(const SourceFile &file, const SourceFile &description, IsoRecording &target)
+        : source(file), recording(target), defaults(readDefaults(description, target.index))
     {
         for (IsoTrack &track : recording.tracks)
             nextTimes[track.id] =
@@ -209,7 +209,13 @@ private:
 void readFragments(const SourceFile &source, const std::vector<Box> &fragments,
                    IsoRecording &recording)
 {
-    FragmentReader reader(source, recording);
+    readFragments(source, fragments, source, recording);
+}
+
+void readFragments(const SourceFile &source, const std::vector<Box> &fragments,
+                   const SourceFile &description, IsoRecording &recording)
+{
+    FragmentReader reader(source, description, recording);
     for (const Box &fragment : fragments)
         reader.read(fragment);
 }

@@ -8,3 +8,7 @@
  */
 void readFragments(const SourceFile &source, const std::vector<Box> &fragments,
                    IsoRecording &recording);
+
+/** The same, of a recording whose index and tracks were read from another file of its kind. */
+void readFragments(const SourceFile &source, const std::vector<Box> &fragments,
+                   const SourceFile &description, IsoRecording &recording);

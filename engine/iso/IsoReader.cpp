@@ -115,7 +115,11 @@ std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructu
 
 std::optional<IsoRecording> readIso(const SourceFile &source, std::uint64_t searchReach)
 {
-    const IsoStructure structure = findStructure(source, searchReach);
+    return readIso(source, findStructure(source, searchReach));
+}
+
+std::optional<IsoRecording> readIso(const SourceFile &source, const IsoStructure &structure)
+{
     for (const Box &index : structure.indexes) {
         if (auto recording = readIndex(source, structure, index))
             return recording;

@@ -15,3 +15,6 @@
 std::optional<IsoRecording>
 readIso(const SourceFile &source,
         std::uint64_t searchReach = std::numeric_limits<std::uint64_t>::max());
+
+/** The same, of a file whose structure is known. */
+std::optional<IsoRecording> readIso(const SourceFile &source, const IsoStructure &structure);

@@ -1,5 +1,6 @@
 #include "engine/EngineError.h"
 #include "engine/advanced/AdvancedRepair.h"
+#include "tests/corpus/CameraFile.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
@@ -142,6 +143,100 @@ private Q_SLOTS:
         const Outcome outcome = repair(name, damage);
         QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
         QCOMPARE(Footage::decodeErrors(outputPath), QByteArray());
+    }
+
+    void arrangementsOfCameras_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("picturesPerChunk");
+        QTest::addColumn<int>("alignment");
+        QTest::addColumn<QByteArray>("dataType");
+        QTest::addColumn<bool>("isDataMarked");
+        const auto row = [](const char *title, const char *name, int pictures, int alignment,
+                            const char *dataType, bool isMarked) {
+            QTest::newRow(title) << QString::fromLatin1(name) << pictures << alignment
+                                 << QByteArray(dataType) << isMarked;
+        };
+        row("chunks of half a second", "end.mp4", 15, 1, "", true);
+        row("two tracks of sound, half a second", "two.mp4", 15, 1, "", true);
+        row("two tracks of sound, a second", "two.mp4", 30, 1, "", true);
+        row("four tracks of sound", "sounds.mp4", 15, 1, "", true);
+        row("plain sound, half a second", "deep.mov", 15, 1, "", true);
+        row("padding", "end.mp4", 15, 512, "", true);
+        row("padding, two tracks of sound", "two.mp4", 15, 2048, "", true);
+        row("telemetry", "end.mp4", 15, 1, "gpmd", true);
+        row("telemetry with each picture", "longhevc.mp4", 1, 1, "gpmd", true);
+        row("telemetry and padding", "end.mp4", 15, 512, "gpmd", true);
+        row("telemetry, plain sound", "deep.mov", 15, 1, "gpmd", true);
+        row("unknown data", "end.mp4", 15, 1, "wxyz", false);
+    }
+
+    void arrangementsOfCameras()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, picturesPerChunk);
+        QFETCH(int, alignment);
+        QFETCH(QByteArray, dataType);
+        QFETCH(bool, isDataMarked);
+        const CameraLayout layout = {picturesPerChunk, alignment, dataType, isDataMarked};
+        const QString original = folder.filePath(QStringLiteral("camera-") + name);
+        const QString sample = folder.filePath(QStringLiteral("camera-sample-") + name);
+        const QString input = folder.filePath(QStringLiteral("camera-damaged-") + name);
+        outputPath = folder.filePath(QStringLiteral("camera-repaired-") + name);
+        QFile::remove(outputPath);
+        const QByteArray recorded = arrangedAsCamera(
+            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
+            layout);
+        writeFile(original, recorded);
+        writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
+        const DamagedFile damaged = Damage::cutAt(recorded, 0.6);
+        writeFile(input, damaged.bytes());
+        advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
+        const Score score = scoreOf(readContents(original), damaged, readContents(outputPath));
+        QVERIFY2(score.recoveredOf.at('v') == score.recoverableOf.at('v'), textOf(score));
+        QVERIFY2(score.recall() >= 0.995, textOf(score));
+        QVERIFY2(score.wrong <= 1 && score.misplaced == 0 && score.mistimed == 0, textOf(score));
+    }
+
+    void headersOfFragmentsAreAnExactIndex()
+    {
+        const Outcome outcome =
+            repair(QStringLiteral("fragments.mp4"), [](const QByteArray &bytes) {
+                // Up to the first fragment, and the index of them all at the end.
+                DamagedFile file(bytes);
+                file.zero(0, bytes.indexOf("moof") - 4);
+                file.cut(bytes.lastIndexOf("mfra") - 4);
+                return file;
+            });
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QCOMPARE(Footage::decodeErrors(outputPath), QByteArray());
+    }
+
+    void aFileThatTellsOfItsMediaNeedsNoSample()
+    {
+        const Outcome outcome = repair(QStringLiteral("front.mp4"), [](const QByteArray &bytes) {
+            return Damage::cutAt(bytes, 0.6);
+        });
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QVERIFY(sentenceOf(outcome.report)
+                    .ends_with("The file tells of its own media: the sample "
+                               "was not needed."));
+    }
+
+    void whatTheSampleSaysOfTheDeviceIsKept()
+    {
+        repair(QStringLiteral("end.mp4"), Damage::lostIndex);
+        const QStringList question = {QStringLiteral("-show_entries"),
+                                      QStringLiteral("format_tags=make,model,major_brand:stream="
+                                                     "codec_name,codec_tag_string,width,height,"
+                                                     "r_frame_rate,time_base")};
+        QCOMPARE(Footage::probe(outputPath, question),
+                 Footage::probe(makeMaster(masterNamed(QStringLiteral("end.mp4")),
+                                           QStringLiteral(VELLUMIX_CORPUS), seconds),
+                                question));
+        // The index stands before the media.
+        const QByteArray bytes = readFile(outputPath);
+        QVERIFY(bytes.indexOf("moov") > 0 && bytes.indexOf("moov") < bytes.indexOf("mdat"));
     }
 
     void samplesThatDoNotFit_data()
