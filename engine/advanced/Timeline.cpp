@@ -245,7 +245,7 @@ private:
         }
         if (!sample.tellsOrder)
             return guess;
-        const auto told = missingByOrder(first, number, sequence);
+        const auto told = missingByOrder(gap, first, number, sequence);
         if (!told)
             return guess;
         const std::int64_t byOrder = told->first;
@@ -318,12 +318,16 @@ private:
      * shown: that tells how many are missing, and how many places say so. None when there is no
      * such place near.
      */
-    std::optional<std::pair<std::int64_t, int>>
-    missingByOrder(std::size_t first, std::int64_t number, std::int64_t sequence) const
+    std::optional<std::pair<std::int64_t, int>> missingByOrder(std::size_t gap, std::size_t first,
+                                                               std::int64_t number,
+                                                               std::int64_t sequence) const
     {
         const auto &packets = walked.packets[sample.video];
         std::vector<std::int64_t> shown;
-        for (std::size_t i = first; i < std::min(first + picturesToCompare, packets.size()); ++i) {
+        std::size_t end = std::min(first + picturesToCompare, packets.size());
+        if (gap + 1 < walked.gaps.size())
+            end = std::min(end, std::max(countBefore(gap + 1, sample.video), first + 1));
+        for (std::size_t i = first; i < end; ++i) {
             if (i > first &&
                 std::binary_search(walked.sequences.begin(), walked.sequences.end(), i))
                 break;
