@@ -432,6 +432,8 @@ private:
         for (std::size_t i = first; i < std::min(first + soundsToCompare, packets.size()); ++i) {
             const double picture =
                 isBehindNextGap(track, first, i) ? -1 : pictureTimeAt(packets[i].offset, hint);
+            if (isGapBetween(track, i, hint))
+                break;
             if (picture < 0)
                 break;
             const double now =
@@ -501,6 +503,16 @@ private:
             if (!movesShown && i < end)
                 packets[i].compositionOffset -= static_cast<std::int32_t>(distance);
         }
+    }
+
+    /** Something is missing between a packet and a picture that stands behind it. */
+    bool isGapBetween(std::size_t track, std::size_t packet, std::size_t picture) const
+    {
+        const auto gap =
+            std::partition_point(walked.gaps.begin(), walked.gaps.end(), [&](const WalkGap &one) {
+                return one.packetsBefore[track] <= packet;
+            });
+        return gap != walked.gaps.end() && gap->packetsBefore[sample.video] <= picture;
     }
 
     bool isBehindNextGap(std::size_t track, std::size_t first, std::size_t i) const
