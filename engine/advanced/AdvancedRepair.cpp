@@ -1,6 +1,7 @@
 #include "engine/advanced/AdvancedRepair.h"
 
 #include "engine/EngineError.h"
+#include "engine/Utf8Path.h"
 #include "engine/advanced/MediaWalk.h"
 #include "engine/advanced/SampleFit.h"
 #include "engine/advanced/Timeline.h"
@@ -13,6 +14,9 @@
 #include "engine/media/QuickRepair.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 
 namespace {
 
@@ -161,6 +165,9 @@ RepairReport advancedRepair(const std::string &damagedPath, const std::string &s
                             const std::string &outputPath)
 {
     const SourceFile damaged(damagedPath);
+    std::error_code error;
+    if (std::filesystem::equivalent(pathFromUtf8(samplePath), pathFromUtf8(outputPath), error))
+        throw EngineError(ErrorCode::BadRequest, "The output would be written over the sample.");
     if (!mayBeIso(damaged) || mayBeMatroska(damaged) || mayBeAvi(damaged) || mayBeFlv(damaged))
         return repairQuickly(damagedPath, outputPath);
     const IsoStructure structure = findStructure(damaged);

@@ -223,6 +223,22 @@ private Q_SLOTS:
                                "was not needed."));
     }
 
+    void theSampleIsNotWrittenOver()
+    {
+        const QString sample = folder.filePath(QStringLiteral("only-copy.mp4"));
+        const QString input = folder.filePath(QStringLiteral("damaged.mp4"));
+        const QByteArray content = readFile(sampleOf(QStringLiteral("end.mp4")));
+        writeFile(sample, content);
+        writeFile(input, Damage::lostIndex(content).bytes());
+        try {
+            advancedRepair(input.toStdString(), sample.toStdString(), sample.toStdString());
+            QFAIL("it was written over");
+        } catch (const EngineError &error) {
+            QCOMPARE(error.code(), ErrorCode::BadRequest);
+        }
+        QCOMPARE(readFile(sample), content);
+    }
+
     void whatTheSampleSaysOfTheDeviceIsKept()
     {
         repair(QStringLiteral("end.mp4"), Damage::lostIndex);
