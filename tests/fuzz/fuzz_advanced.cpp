@@ -12,6 +12,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <map>
+#include <memory>
 #include <string>
 
 namespace {
@@ -33,17 +35,26 @@ void removeFiles()
     std::remove(outputPath().c_str());
 }
 
-void recover(const std::string &samplePath)
+void recover(SampleProfile &sample)
 {
-    const auto sample = learnSample(samplePath);
     const SourceFile damaged(inputPath());
-    WalkedMedia walked = walkMedia(*sample, damaged, 0, damaged.size());
-    IsoRecording recording = sample->recording;
-    setTimes(*sample, std::move(walked), recording);
+    WalkedMedia walked = walkMedia(sample, damaged, 0, damaged.size());
+    IsoRecording recording = sample.recording;
+    setTimes(sample, std::move(walked), recording);
     for (IsoTrack &track : recording.tracks)
         fillWithSilence(track);
-    writeIsoIndexFirst(damaged, sample->source, recording, outputPath());
-    requireFittingPictures(*sample, damaged, 0, damaged.size());
+    writeIsoIndexFirst(damaged, sample.source, recording, outputPath());
+    requireFittingPictures(sample, damaged, 0, damaged.size());
+}
+
+/** Learned once: that takes longer than all the rest. */
+SampleProfile &sampleNumber(const std::string &folder, unsigned number)
+{
+    static std::map<unsigned, std::unique_ptr<SampleProfile>> samples;
+    auto &sample = samples[number];
+    if (!sample)
+        sample = learnSample(folder + "/" + std::to_string(number));
+    return *sample;
 }
 
 } // namespace
@@ -60,8 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     std::ofstream(outputPath(), std::ios::binary | std::ios::trunc).flush();
     try {
         const unsigned number = data[0] % (samples + 1);
-        recover(number < samples ? std::string(folder) + "/" + std::to_string(number)
-                                 : inputPath());
+        if (number < samples)
+            recover(sampleNumber(folder, number));
+        else
+            recover(*learnSample(inputPath()));
     } catch (const EngineError &) {
         // What cannot be recovered is said so.
     }
