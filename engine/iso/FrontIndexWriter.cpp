@@ -97,6 +97,8 @@ Bytes placeIndex(const SourceFile &description, IsoRecording &recording, std::ui
         const std::uint64_t start = before + size;
         moveAll(recording, start - moved);
         moved = start;
+        // Of millions of packets it is large: there must not be two of it.
+        index = Bytes();
         index = makeIndex(description, recording);
     }
     return index;
