@@ -55,7 +55,7 @@ std::optional<std::int64_t> difference(const WrittenStream::Times &from,
                                        const WrittenStream::Times &expectedFrom,
                                        const WrittenStream::Times &expectedTo)
 {
-    for (const auto time : {&WrittenStream::Times::decoded, &WrittenStream::Times::shown}) {
+    for (const auto time : {&WrittenStream::Times::shown, &WrittenStream::Times::decoded}) {
         if (from.*time != AV_NOPTS_VALUE && to.*time != AV_NOPTS_VALUE &&
             expectedFrom.*time != AV_NOPTS_VALUE && expectedTo.*time != AV_NOPTS_VALUE)
             return std::llabs((to.*time - from.*time) - (expectedTo.*time - expectedFrom.*time));

@@ -322,7 +322,9 @@ private Q_SLOTS:
                 file.cut(bytes.lastIndexOf("idx1"));
             return file;
         });
-        QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
+        // Without an index, sound that is put a little aside of where it was is sound in other
+        // pieces.
+        QVERIFY2(outcome.score.recall() >= (hasIndex ? 0.999 : 0.997), textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         // At the edges of what is overwritten, a few bytes of a packet cannot be told from it; of
         // plain sound that is a piece at either edge of each block.
