@@ -206,7 +206,8 @@ private:
             if (item.type == 0 || item.type > names.size())
                 continue;
             const std::string &key = names[item.type - 1];
-            const std::string place = "metadata key \"" + key + "\" " + owner;
+            std::string place = "metadata key \"";
+            place.append(key).append("\" ").append(owner);
             const std::string text = itemText(source, item).value_or("");
             if (const std::size_t rank = rankIn(makeKeys, std::string_view(key));
                 rank < makeKeys.size())

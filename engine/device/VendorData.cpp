@@ -62,9 +62,8 @@ Device readExif(ByteView data, const std::string &place)
         while ((found = std::search(found, data.end(), header.begin(), header.end())) !=
                data.end()) {
             const TiffReader tiff(data.subspan(static_cast<std::size_t>(found - data.begin())));
-            const Device device = {.make = deviceName(tiff.text(makeTag), "Exif data in " + place),
-                                   .model =
-                                       deviceName(tiff.text(modelTag), "Exif data in " + place)};
+            Device device = {.make = deviceName(tiff.text(makeTag), "Exif data in " + place),
+                             .model = deviceName(tiff.text(modelTag), "Exif data in " + place)};
             if (device.make || device.model)
                 return device;
             ++found;
