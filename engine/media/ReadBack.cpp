@@ -174,8 +174,8 @@ private:
 
 WrittenStream::Times timesOf(const AVPacket &packet, AVRational timeBase)
 {
-    constexpr AVRational microseconds = {1, AV_TIME_BASE};
     const auto inMicroseconds = [timeBase](std::int64_t time) {
+        constexpr AVRational microseconds = {1, AV_TIME_BASE};
         return time == AV_NOPTS_VALUE ? time : av_rescale_q(time, timeBase, microseconds);
     };
     return {.shown = inMicroseconds(packet.pts), .decoded = inMicroseconds(packet.dts)};
