@@ -15,10 +15,9 @@ quint32 numberAt(const QByteArray &bytes, qsizetype offset)
 
 QByteArray number(quint64 value, int width = 4)
 {
-    QByteArray bytes;
-    for (int i = width; i-- > 0;)
-        bytes += static_cast<char>(value >> (8 * i));
-    return bytes;
+    QByteArray bytes(sizeof value, '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes.rightJustified(width, '\0').right(width);
 }
 
 QByteArray box(const QByteArray &type, const QByteArray &body)

@@ -70,6 +70,7 @@ private:
             written.front().digest.addBytes({packet->data, static_cast<std::size_t>(packet->size)});
             written.front().times.push_back(
                 timesOf(*packet, input.context().streams[0]->time_base));
+            av_packet_unref(packet.get());
         }
         return written;
     }
