@@ -122,82 +122,102 @@ Master withDevice(Master one, const char *make, const char *model,
 
 constexpr const char *h264 = "-c:v libx264 -preset veryfast -g 50 -crf 26 -pix_fmt yuv420p ";
 
+QByteArray withH264(const char *rest)
+{
+    return QByteArray(h264) + rest;
+}
+
+std::vector<Master> isoMasters()
+{
+    return {
+        withDevice(master("end.mp4", "H.264 with B-frames, AAC; index at the end",
+                          withH264("-c:a aac -metadata make=Maker -metadata model=Model "
+                                   "-movflags +use_metadata_tags")),
+                   "Maker", "Model"),
+        master("front.mp4", "the same, index at the front",
+               withH264("-c:a aac -movflags +faststart")),
+        master("fragments.mp4", "the same in fragments of two seconds",
+               withH264("-c:a aac -movflags +frag_keyframe+empty_moov+default_base_moof")),
+        master("hevc.mp4", "HEVC, AAC; index at the front",
+               "-c:v libx265 -preset ultrafast -x265-params log-level=none:pools=none "
+               "-tag:v hvc1 -c:a aac -movflags +faststart"),
+        master("longhevc.mp4", "HEVC with B-frames, AAC; index at the end",
+               "-c:v libx265 -preset ultrafast -x265-params "
+               "log-level=none:pools=none:keyint=50:bframes=3:b-pyramid=1 -tag:v hvc1 -c:a aac"),
+        master("slices.mp4", "four slices for each picture, with delimiters",
+               withH264("-x264-params slices=4:aud=1 -c:a aac")),
+        master("variable.mp4", "pictures at changing intervals",
+               withH264("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr -c:a aac")),
+        master("sounds.mp4", "four tracks of AAC",
+               withH264("-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
+                        "-b:a:2 64k -b:a:3 48k")),
+        master("two.mp4", "two tracks of AAC",
+               withH264("-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k")),
+        master("deep.mov", "H.264, plain sound of 24 bits; index at the end",
+               withH264("-c:a pcm_s24le")),
+        master("pictures.mov", "motion JPEG, plain sound; index at the end",
+               "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
+        master("plain.mov", "H.264, plain sound of 16 bits, time code",
+               withH264("-c:a pcm_s16le -timecode 01:02:03:04")),
+        master("plain24.mov", "motion JPEG, plain sound of 24 bits; index at the front",
+               "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s24le -movflags +faststart"),
+    };
+}
+
+std::vector<Master> otherMasters()
+{
+    return {
+        master("recorder.mkv", "H.264, AAC", withH264("-c:a aac")),
+        master("camera.avi", "MPEG-4, plain sound", "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
+        master("broadcast.ts", "H.264, AAC", withH264("-c:a aac")),
+        master("stream.flv", "H.264, AAC", withH264("-c:a aac")),
+        master("inband.mp4", "H.264 with its parameters before each key picture, no sound",
+               withH264("-an -bsf:v dump_extra=freq=keyframe")),
+        master("inband-hevc.mp4", "the same with HEVC",
+               "-c:v libx265 -preset ultrafast -x265-params "
+               "log-level=none:pools=none:repeat-headers=1 -tag:v hev1 -an"),
+    };
+}
+
+std::vector<Master> mastersWithDevices()
+{
+    return {
+        withDevice(
+            master("texts.mov", "maker and model in texts of the index", withH264("-c:a aac")),
+            "Text Maker", "Text Model", withTexts),
+        withDevice(master("keys.mov", "maker and model in keys of the index",
+                          withH264("-c:a aac -movflags +use_metadata_tags "
+                                   "-metadata com.apple.quicktime.make=Key-Maker "
+                                   "-metadata com.apple.quicktime.model=Key-Model")),
+                   "Key-Maker", "Key-Model"),
+        withDevice(master("vendor.mp4", "maker and model in a vendor's box", withH264("-c:a aac")),
+                   "Vendor Maker", "Vendor Model 2", withVendorBox),
+        withDevice(
+            master("xml.mp4", "maker and model in XML in a box of its own", withH264("-c:a aac")),
+            "Xml Maker", "Xml & Model", withXml),
+        withDevice(master("list.avi", "maker and model in a list of the header",
+                          "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
+                   "List Maker", "List Model", withExifList),
+        withDevice(master("tags.mkv", "maker and model in tags",
+                          withH264("-c:a aac -metadata make=Tag-Maker "
+                                   "-metadata model=Tag-Model")),
+                   "Tag-Maker", "Tag-Model"),
+        withDevice(master("tags.flv", "maker and model in the header's script",
+                          withH264("-c:a aac -metadata make=Flv-Maker "
+                                   "-metadata model=Flv-Model")),
+                   "Flv-Maker", "Flv-Model"),
+    };
+}
+
 } // namespace
 
 const std::vector<Master> &masters()
 {
     static const std::vector<Master> all = [] {
-        const auto withH264 = [](const char *rest) { return QByteArray(h264) + rest; };
-        return std::vector<Master>{
-            withDevice(master("end.mp4", "H.264 with B-frames, AAC; index at the end",
-                              withH264("-c:a aac -metadata make=Maker -metadata model=Model "
-                                       "-movflags +use_metadata_tags")),
-                       "Maker", "Model"),
-            master("front.mp4", "the same, index at the front",
-                   withH264("-c:a aac -movflags +faststart")),
-            master("fragments.mp4", "the same in fragments of two seconds",
-                   withH264("-c:a aac -movflags +frag_keyframe+empty_moov+default_base_moof")),
-            master("hevc.mp4", "HEVC, AAC; index at the front",
-                   "-c:v libx265 -preset ultrafast -x265-params log-level=none:pools=none "
-                   "-tag:v hvc1 -c:a aac -movflags +faststart"),
-            master(
-                "longhevc.mp4", "HEVC with B-frames, AAC; index at the end",
-                "-c:v libx265 -preset ultrafast -x265-params "
-                "log-level=none:pools=none:keyint=50:bframes=3:b-pyramid=1 -tag:v hvc1 -c:a aac"),
-            master("slices.mp4", "four slices for each picture, with delimiters",
-                   withH264("-x264-params slices=4:aud=1 -c:a aac")),
-            master("variable.mp4", "pictures at changing intervals",
-                   withH264("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr -c:a aac")),
-            master("sounds.mp4", "four tracks of AAC",
-                   withH264("-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
-                            "-b:a:2 64k -b:a:3 48k")),
-            master("two.mp4", "two tracks of AAC",
-                   withH264("-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k")),
-            master("deep.mov", "H.264, plain sound of 24 bits; index at the end",
-                   withH264("-c:a pcm_s24le")),
-            master("pictures.mov", "motion JPEG, plain sound; index at the end",
-                   "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
-            master("plain.mov", "H.264, plain sound of 16 bits, time code",
-                   withH264("-c:a pcm_s16le -timecode 01:02:03:04")),
-            master("plain24.mov", "motion JPEG, plain sound of 24 bits; index at the front",
-                   "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s24le -movflags +faststart"),
-            master("recorder.mkv", "H.264, AAC", withH264("-c:a aac")),
-            master("camera.avi", "MPEG-4, plain sound", "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
-            master("broadcast.ts", "H.264, AAC", withH264("-c:a aac")),
-            master("stream.flv", "H.264, AAC", withH264("-c:a aac")),
-            master("inband.mp4", "H.264 with its parameters before each key picture, no sound",
-                   withH264("-an -bsf:v dump_extra=freq=keyframe")),
-            master("inband-hevc.mp4", "the same with HEVC",
-                   "-c:v libx265 -preset ultrafast -x265-params "
-                   "log-level=none:pools=none:repeat-headers=1 -tag:v hev1 -an"),
-            master("jpeg.mov", "motion JPEG, plain sound; index at the end",
-                   "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
-            withDevice(
-                master("texts.mov", "maker and model in texts of the index", withH264("-c:a aac")),
-                "Text Maker", "Text Model", withTexts),
-            withDevice(master("keys.mov", "maker and model in keys of the index",
-                              withH264("-c:a aac -movflags +use_metadata_tags "
-                                       "-metadata com.apple.quicktime.make=Key-Maker "
-                                       "-metadata com.apple.quicktime.model=Key-Model")),
-                       "Key-Maker", "Key-Model"),
-            withDevice(
-                master("vendor.mp4", "maker and model in a vendor's box", withH264("-c:a aac")),
-                "Vendor Maker", "Vendor Model 2", withVendorBox),
-            withDevice(master("xml.mp4", "maker and model in XML in a box of its own",
-                              withH264("-c:a aac")),
-                       "Xml Maker", "Xml & Model", withXml),
-            withDevice(master("list.avi", "maker and model in a list of the header",
-                              "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
-                       "List Maker", "List Model", withExifList),
-            withDevice(master("tags.mkv", "maker and model in tags",
-                              withH264("-c:a aac -metadata make=Tag-Maker "
-                                       "-metadata model=Tag-Model")),
-                       "Tag-Maker", "Tag-Model"),
-            withDevice(master("tags.flv", "maker and model in the header's script",
-                              withH264("-c:a aac -metadata make=Flv-Maker "
-                                       "-metadata model=Flv-Model")),
-                       "Flv-Maker", "Flv-Model"),
-        };
+        std::vector<Master> joined = isoMasters();
+        for (const auto &some : {otherMasters(), mastersWithDevices()})
+            joined.insert(joined.end(), some.begin(), some.end());
+        return joined;
     }();
     return all;
 }

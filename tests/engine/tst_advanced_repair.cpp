@@ -104,7 +104,7 @@ class AdvancedRepairTest : public TestCase
     QString otherSample(const char *name, const char *picture, const char *sound,
                         const char *options)
     {
-        const QString path = folder.filePath(QString::fromLatin1(name));
+        QString path = folder.filePath(QString::fromLatin1(name));
         const auto words = [](const char *text) {
             return QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
         };

@@ -170,7 +170,7 @@ private Q_SLOTS:
         };
         row("H.264, index lost", "inband.mp4", with(Damage::cutAt, 0.6), "h264");
         row("HEVC, index lost", "inband-hevc.mp4", with(Damage::cutAt, 0.6), "h265");
-        row("JPEG, index lost", "jpeg.mov", with(Damage::cutAt, 0.6), "mjpeg");
+        row("JPEG, index lost", "pictures.mov", with(Damage::cutAt, 0.6), "mjpeg");
         row(
             "H.264, no name and no header", "slices.mp4",
             [](const QByteArray &bytes) {
