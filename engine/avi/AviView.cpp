@@ -262,9 +262,11 @@ private:
 
     static void appendHeader(Bytes &target, unsigned stream, char kind, std::uint64_t size)
     {
-        target.push_back(static_cast<std::uint8_t>('0' + stream / 10));
-        target.push_back(static_cast<std::uint8_t>('0' + stream % 10));
-        appendText(target, kind == 'v' ? "dc" : "wb");
+        const bool isPicture = kind == 'v';
+        for (const unsigned letter :
+             {'0' + stream / 10, '0' + stream % 10, isPicture ? unsigned{'d'} : unsigned{'w'},
+              isPicture ? unsigned{'c'} : unsigned{'b'}})
+            target.push_back(static_cast<std::uint8_t>(letter));
         appendLe(target, size, 4);
     }
 
