@@ -115,7 +115,7 @@ private Q_SLOTS:
         const QString target = folder.filePath(QStringLiteral("saved-") + name);
         modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
         modals.expectInformation(QStringLiteral("Save Complete"),
-                                 QStringLiteral("Saved to:\n") + target);
+                                 QStringLiteral("Saved to:\n") + QDir::toNativeSeparators(target));
         press(window, QStringLiteral("Save (1)"));
         QCOMPARE(modals.problems(), QStringList());
         const Score score = scoreOf(readContents(master), damaged, readContents(target));

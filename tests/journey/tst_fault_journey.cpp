@@ -73,8 +73,8 @@ private Q_SLOTS:
         QFETCH(const QString, row);
         QFETCH(const int, outputs);
         desktop.opened.clear();
-        // Whether or not the lines end the service, the good ones after them go on.
-        WorkflowSetting setting(repairingBadly(lines + QStringLiteral(";await")));
+        // The good lines are for the other video.
+        WorkflowSetting setting(repairingBadly(lines + QStringLiteral(";await;exit 0")));
         setting.probe.repairTimeoutSeconds() = shortTimeoutSeconds;
         Modals modals;
         dropOnImportPage(setting.window,

@@ -288,7 +288,7 @@ private Q_SLOTS:
         const QString target = folder.filePath(QStringLiteral("Wedding_repaired.mp4"));
         modals.expectFileDialog(QStringLiteral("Save Repaired Video"), {target});
         modals.expectInformation(QStringLiteral("Save Complete"),
-                                 QStringLiteral("Saved to:\n") + target);
+                                 QStringLiteral("Saved to:\n") + QDir::toNativeSeparators(target));
         press(window, QStringLiteral("Save (1)"));
         QCOMPARE(modals.problems(), QStringList());
         QCOMPARE(decodeErrors(target), QString());
