@@ -78,6 +78,11 @@ QStringList textsOf(const QList<LogLine> &lines)
                                line.message.startsWith(QStringLiteral("tarn_comm_connect"));
         if (isAttempt || line.message.contains(QStringLiteral("tarn_comm_")))
             text.replace(handle, QStringLiteral(", id=N"));
+        // Whether the service was there at the first attempt is the system's own business as well.
+        QString early = text;
+        early.replace(QStringLiteral("connect returned 0,"), QStringLiteral("connect returned 3,"));
+        if (isAttempt && early != text && !texts.isEmpty() && texts.last() == early)
+            texts.removeLast();
         if (!isAttempt || !texts.mid(qMax<qsizetype>(texts.size() - 2, 0)).contains(text))
             texts.append(text);
     }
