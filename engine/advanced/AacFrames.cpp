@@ -1,12 +1,23 @@
 #include "engine/advanced/AacFrames.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 
 namespace {
 
 // Other sounds than the sample's make larger frames; none is larger than the format allows.
 constexpr std::uint32_t largerFrames = 3;
+
+/** A frame's last element is a mark of three ones, behind which zeros fill the last byte. */
+bool endsWithMark(ByteView frame)
+{
+    constexpr unsigned mark = 7;
+    if (frame.size() < 2 || frame.back() == 0)
+        return false;
+    const unsigned last = be16(&frame[frame.size() - 2]);
+    return (last >> static_cast<unsigned>(std::countr_zero(last)) & mark) == mark;
+}
 
 } // namespace
 
@@ -59,12 +70,18 @@ bool AacFrames::learn(ByteView bytes)
     if (!isWhole || left.size() != 1)
         return false;
     const auto size = static_cast<std::uint32_t>(bytes.size());
+    endsKnown = endsKnown && endsWithMark(bytes);
     knownStarts[bytes[0]] = true;
     largestFrame = std::max(largestFrame, size);
     smallestFrame = smallestFrame == 0 ? size : std::min(smallestFrame, size);
     if (knownFrame.size() < bytes.size())
         knownFrame.assign(bytes.begin(), bytes.end());
     return true;
+}
+
+bool AacFrames::mayEnd(ByteView bytes) const
+{
+    return !endsKnown || endsWithMark(bytes);
 }
 
 bool AacFrames::fits(std::uint32_t size) const
@@ -88,15 +105,24 @@ AacFrames::Chain AacFrames::chainFrom(ByteView bytes)
     return chain;
 }
 
+void AacFrames::spend(std::size_t frames)
+{
+    triesLeft -= std::min<std::uint64_t>(triesLeft, frames + 1);
+}
+
 std::uint32_t AacFrames::sizeOfFrame(ByteView bytes)
 {
     // Only where a frame ends at the right place does the decoder find the known one behind it.
     const std::size_t most = std::min<std::size_t>(bytes.size(), largestFrame);
-    for (std::size_t size = std::max<std::uint32_t>(smallestFrame / 2, 2); size <= most; ++size) {
+    for (std::size_t size = std::max<std::uint32_t>(smallestFrame / 2, 2);
+         size <= most && triesLeft > 0; ++size) {
+        if (!mayEnd(bytes.first(size)))
+            continue;
         Bytes both(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
         appendBytes(both, knownFrame);
         bool isWhole = false;
         const auto left = remainders(both, isWhole);
+        spend(left.size());
         if (isWhole && left.size() == 2 && left[1] == knownFrame.size())
             return static_cast<std::uint32_t>(size);
     }
@@ -122,10 +148,12 @@ std::optional<std::size_t> AacFrames::startOfChainTo(ByteView bytes, Chain &chai
 {
     // One frame alone may look right by chance.
     constexpr std::size_t leastFrames = 2;
-    for (std::size_t start = 0; start + smallestFrame / 2 < bytes.size(); ++start) {
+    for (std::size_t start = 0; start + smallestFrame / 2 < bytes.size() && triesLeft > 0;
+         ++start) {
         if (!mayBegin(bytes[start]))
             continue;
         chain = chainFrom(bytes.subspan(start));
+        spend(chain.sizes.size());
         const bool isShort = bytes.size() - start <= largestFrame;
         if (chain.isExact && (chain.sizes.size() >= leastFrames || isShort))
             return start;

@@ -30,7 +30,10 @@ public:
     /** The frames from the first byte on. */
     Chain chainFrom(ByteView bytes);
 
-    /** The same, and where it breaks off, also the frame before that place, if it is whole. */
+    /**
+     * The same, and where it breaks off, also the frame before that place, if it is whole. This and
+     * startOfChainTo() try out one place after another; in one file they do so only so many times.
+     */
     Chain longestFrom(ByteView bytes);
 
     /** Where the longest chain begins that leads exactly to the end of the bytes, and that chain.
@@ -43,9 +46,11 @@ public:
 private:
     void open();
     bool fits(std::uint32_t size) const;
+    bool mayEnd(ByteView bytes) const;
     /** What remained of the bytes before each frame that was decoded. */
     std::vector<std::uint32_t> remainders(ByteView bytes, bool &isWhole);
     std::uint32_t sizeOfFrame(ByteView bytes);
+    void spend(std::size_t frames);
 
     const AVCodecParameters &parameters;
     Ffmpeg::CodecContextPtr decoder;
@@ -54,6 +59,10 @@ private:
     std::array<bool, 256> knownStarts = {};
     std::uint32_t largestFrame = 0;
     std::uint32_t smallestFrame = 0;
+    /** All frames of the sample end as the format wants it. */
+    bool endsKnown = true;
+    /** Decodings, and frames that come of them: some minutes of trying. */
+    std::uint64_t triesLeft = 2'000'000;
     /** A frame of the sample, to see whether what stands before it leads to it. */
     Bytes knownFrame;
 };

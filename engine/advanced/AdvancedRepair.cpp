@@ -2,6 +2,7 @@
 
 #include "engine/EngineError.h"
 #include "engine/Utf8Path.h"
+#include "engine/advanced/HeaderRepair.h"
 #include "engine/advanced/MediaWalk.h"
 #include "engine/advanced/SampleFit.h"
 #include "engine/advanced/Timeline.h"
@@ -20,8 +21,11 @@
 
 namespace {
 
-// An index that tells of so much of the file is a good one.
+// An index that tells of so much of the file, and is right so often, is a good one.
 constexpr double goodPart = 0.9;
+
+constexpr const char *sampleNotNeeded =
+    "The file tells of its own media: the sample was not needed.";
 
 std::uint64_t bytesOf(const IsoRecording &recording)
 {
@@ -33,11 +37,43 @@ std::uint64_t bytesOf(const IsoRecording &recording)
     return bytes;
 }
 
-/** Bytes of the packets that the file itself tells of. */
-std::uint64_t bytesTold(const SourceFile &source, const IsoStructure &structure)
+std::uint64_t bytesOf(const WalkedMedia &walked)
 {
-    const auto recording = readIso(source, structure);
-    return recording ? bytesOf(*recording) : 0;
+    std::uint64_t bytes = 0;
+    for (const auto &packets : walked.packets) {
+        for (const Packet &packet : packets)
+            bytes += packet.isLost == 0 ? packet.size : 0;
+    }
+    return bytes;
+}
+
+/**
+ * Bytes of the packets that the file itself tells of, where it tells of pictures that stand in
+ * their places. An index may well tell of what is somewhere else, or gone.
+ */
+std::uint64_t bytesTruly(const SampleProfile &sample, const SourceFile &damaged,
+                         const IsoRecording &told)
+{
+    constexpr std::size_t mostTried = 64;
+    MediaWindow media(damaged);
+    std::size_t tried = 0;
+    std::size_t found = 0;
+    for (const IsoTrack &track : told.tracks) {
+        if (track.kind != TrackKind::Video)
+            continue;
+        const std::size_t step = track.packets.size() / mostTried + 1;
+        for (std::size_t i = 0; i < track.packets.size(); i += step) {
+            const Packet &packet = track.packets[i];
+            if (packet.isLost != 0)
+                continue;
+            const auto picture = sample.pictures->pictureAt(media, packet.offset);
+            ++tried;
+            found += picture && picture->size == packet.size ? 1U : 0U;
+        }
+    }
+    const bool isTrue =
+        found > 0 && static_cast<double>(found) >= goodPart * static_cast<double>(tried);
+    return isTrue ? bytesOf(told) : 0;
 }
 
 /** Where the media begins: behind the header of the first box of media, as far as there is one. */
@@ -132,17 +168,32 @@ std::optional<IsoRecording> readByFragments(const SourceFile &damaged,
                : std::nullopt;
 }
 
+RepairReport repairQuickly(const std::string &damagedPath, const std::string &outputPath,
+                           const char *remark)
+{
+    RepairReport report = quickRepair(damagedPath, outputPath);
+    report.remarks.emplace_back(remark);
+    return report;
+}
+
+/** @param told bytes that the file truly tells of itself: what is found must be more */
 RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &structure,
-                              SampleProfile &sample, const std::string &outputPath)
+                              SampleProfile &sample, std::uint64_t told,
+                              const std::string &outputPath)
 {
     const std::uint64_t from = startOfMedia(damaged);
-    requireFittingPictures(sample, damaged, from, damaged.size());
     if (auto recording = readByFragments(damaged, structure, sample)) {
         RepairReport report = reportOf(*recording, {});
         report.remarks.emplace_back("Headers of fragments in the media told where all is.");
         return writeAndCheck(damaged, sample, std::move(*recording), std::move(report), outputPath);
     }
     WalkedMedia walked = walkMedia(sample, damaged, from, damaged.size());
+    if (told > 0 && told >= bytesOf(walked)) {
+        walked = {};
+        return repairQuickly(damaged.path(), outputPath,
+                             "The file tells of as much of its media as was found with the "
+                             "sample, which was not needed.");
+    }
     requireFittingMedia(sample, walked);
     IsoRecording recording = emptyLike(sample);
     WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
@@ -150,13 +201,6 @@ RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &str
     setTimes(sample, std::move(walked), recording);
     RepairReport report = reportOf(recording, summary);
     return writeAndCheck(damaged, sample, std::move(recording), std::move(report), outputPath);
-}
-
-RepairReport repairQuickly(const std::string &damagedPath, const std::string &outputPath)
-{
-    RepairReport report = quickRepair(damagedPath, outputPath);
-    report.remarks.emplace_back("The file tells of its own media: the sample was not needed.");
-    return report;
 }
 
 } // namespace
@@ -168,12 +212,18 @@ RepairReport advancedRepair(const std::string &damagedPath, const std::string &s
     std::error_code error;
     if (std::filesystem::equivalent(pathFromUtf8(samplePath), pathFromUtf8(outputPath), error))
         throw EngineError(ErrorCode::BadRequest, "The output would be written over the sample.");
+    if (auto report = repairWithHeaderOf(damaged, samplePath, outputPath))
+        return std::move(*report);
     if (!mayBeIso(damaged) || mayBeMatroska(damaged) || mayBeAvi(damaged) || mayBeFlv(damaged))
-        return repairQuickly(damagedPath, outputPath);
+        return repairQuickly(damagedPath, outputPath, sampleNotNeeded);
     const IsoStructure structure = findStructure(damaged);
-    const std::uint64_t told = bytesTold(damaged, structure);
-    if (static_cast<double>(told) >= goodPart * static_cast<double>(damaged.size()))
-        return repairQuickly(damagedPath, outputPath);
+    auto told = readIso(damaged, structure);
+    if (told &&
+        static_cast<double>(bytesOf(*told)) >= goodPart * static_cast<double>(damaged.size()))
+        return repairQuickly(damagedPath, outputPath, sampleNotNeeded);
     const auto sample = learnSample(samplePath);
-    return repairWithSample(damaged, structure, *sample, outputPath);
+    requireFittingPictures(*sample, damaged, startOfMedia(damaged), damaged.size());
+    const std::uint64_t bytesTold = told ? bytesTruly(*sample, damaged, *told) : 0;
+    told.reset();
+    return repairWithSample(damaged, structure, *sample, bytesTold, outputPath);
 }

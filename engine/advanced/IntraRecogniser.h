@@ -8,6 +8,10 @@ class JpegRecogniser : public VideoRecogniser
 public:
     bool learn(ByteView packet) override;
     bool mayBegin(const std::uint8_t *bytes) const override;
+    std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const override
+    {
+        return findStartOf(*this, bytes, count);
+    }
     std::optional<FoundPicture> pictureAt(MediaWindow &media, std::uint64_t offset) const override;
 
 private:
@@ -20,6 +24,10 @@ class SizedPictureRecogniser : public VideoRecogniser
 public:
     bool learn(ByteView packet) override;
     bool mayBegin(const std::uint8_t *bytes) const override;
+    std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const override
+    {
+        return findStartOf(*this, bytes, count);
+    }
     std::optional<FoundPicture> pictureAt(MediaWindow &media, std::uint64_t offset) const override;
 
 private:

@@ -1,7 +1,9 @@
 #include "engine/advanced/MediaWalk.h"
 
+#include "engine/advanced/PictureFinder.h"
 #include "engine/advanced/PictureOrder.h"
 #include "engine/advanced/RunReader.h"
+#include "engine/advanced/SpoiltPictures.h"
 #include "engine/log/LogLine.h"
 #include "engine/recording/PacketContent.h"
 
@@ -9,44 +11,21 @@
 
 namespace {
 
-constexpr std::size_t searchStep = 65536;
-
 // Places that look like pictures, tried for the one that ends a run of sound exactly.
 constexpr int mostCandidates = 4;
 
 // Runs of sound may be so much longer than the sample's.
 constexpr std::uint64_t moreOfRun = 65536;
 
-/** The next place where something looks like a picture, and that picture. */
-template <typename Accepts>
-std::optional<std::uint64_t> search(const SampleProfile &sample, MediaWindow &media,
-                                    std::uint64_t from, std::uint64_t to, Accepts accepts)
-{
-    constexpr std::size_t startSize = VideoRecogniser::startSize;
-    for (std::uint64_t place = from; place < to;) {
-        const ByteView bytes = media.view(place, searchStep + startSize);
-        if (bytes.size() < startSize)
-            return std::nullopt;
-        std::size_t i = 0;
-        const std::size_t count = std::min<std::uint64_t>(bytes.size() - startSize + 1, to - place);
-        while (i < count && !sample.pictures->mayBegin(&bytes[i]))
-            ++i;
-        place += i;
-        if (i == count)
-            continue;
-        const auto picture = sample.pictures->pictureAt(media, place);
-        if (picture && accepts(place, *picture))
-            return place;
-        ++place;
-    }
-    return std::nullopt;
-}
-
 class Walk
 {
 public:
     Walk(SampleProfile &ofSample, const SourceFile &damaged, std::uint64_t to)
-        : sample(ofSample), media(damaged), runs(ofSample, media)
+        : sample(ofSample),
+          media(damaged),
+          pictures(ofSample, media),
+          runs(ofSample, media),
+          spoilt(ofSample, damaged)
     {
         media.setEnd(to);
         const IsoTrack &track = sample.recording.tracks[sample.video];
@@ -59,14 +38,15 @@ public:
 
     WalkedMedia run(std::uint64_t from)
     {
+        start = from;
         RunReading leading;
         std::uint64_t place = runs.readLeading(from, leading);
         addRun(leading, from, place);
         while (place < media.end() && !isMisfit(result)) {
             media.keepFrom(place);
-            const auto picture = sample.pictures->pictureAt(media, place);
+            const auto picture = pictures.at(place);
             place = picture ? takePicture(place, *picture) : takeRun(place);
-            tellProgress(from, place);
+            tellProgress(place);
         }
         result.walked = media.end() - from;
         return std::move(result);
@@ -86,67 +66,103 @@ private:
         if (picture.slice.beginsSequence || packets.empty())
             result.sequences.push_back(packets.size());
         packet.compositionOffset = order.next(picture.slice);
-        packets.push_back(packet);
-        if (!isBroken)
-            sample.pictures->take(bytes);
+        add(sample.video, packet);
+        if (!isBroken && sample.pictures->take(bytes))
+            pictures.forget();
         return place + picture.size;
     }
 
     /** What stands from here to the next picture. Returns where that begins. */
     std::uint64_t takeRun(std::uint64_t place)
     {
-        std::optional<RunReading> first;
-        std::uint64_t firstEnd = media.end();
+        RunReading first;
+        std::optional<std::uint64_t> firstEnd;
+        bool isEnded = false;
         std::uint64_t from = place;
         // Plain sound has no marks, but, mostly, lengths that others do not have by chance.
         constexpr std::uint64_t rareLength = 256;
         const int candidates = sample.aac || sample.plainGrain >= rareLength ? mostCandidates : 1;
         for (int i = 0; i < candidates; ++i) {
-            const auto next = findPicture(sample, media, from);
+            const auto next = pictures.next(from);
             const std::uint64_t end = next.value_or(media.end());
-            RunReading reading = runs.read(place, end, next.has_value());
-            if (reading.isExact() || !first) {
+            RunReading reading = runs.read(place, end, next.has_value(), RunReader::Effort::Little);
+            const bool isTaken = isExplained(reading);
+            if (isTaken || !firstEnd) {
                 firstEnd = end;
+                isEnded = next.has_value();
                 first = std::move(reading);
             }
-            if (first->isExact() || !next || end - place > 2 * sample.largestRun + moreOfRun)
+            if (isTaken || !next || end - place > 2 * sample.largestRun + moreOfRun)
                 break;
             from = end + 1;
         }
-        ++(first->isExact() ? result.goodRuns : result.badRuns);
-        addRun(*first, place, firstEnd);
-        return firstEnd;
+        if (!isExplained(first))
+            first = runs.read(place, *firstEnd, isEnded, RunReader::Effort::Much);
+        ++(isExplained(first) ? result.goodRuns : result.badRuns);
+        // What follows a picture is where it ought to be when its length leads there.
+        auto &before = result.packets[sample.video];
+        if (first.unknown > 0 && spoilt.isLastSpoilt(before))
+            before.back().setLost(true);
+        addRun(first, place, *firstEnd);
+        return *firstEnd;
+    }
+
+    /** Where the sample's tracks cannot be told apart at all, this run's cannot either. */
+    bool isExplained(const RunReading &reading) const
+    {
+        return reading.isExact() ||
+               (reading.unknown == 0 && sample.share && !sample.share->isClear());
     }
 
     void addRun(const RunReading &reading, std::uint64_t from, std::uint64_t to)
     {
+        const bool hasGap = !isExplained(reading);
         for (std::size_t i = 0; i < reading.parts.size(); ++i) {
-            if (i == reading.partsBefore && reading.unknown > 0)
-                addGap(from, to);
+            if (i == reading.partsBefore && hasGap)
+                addGap(reading, from, to);
             const RunReading::Part &part = reading.parts[i];
             Packet packet = {.isKey = 1, .size = part.size};
             packet.setOffset(part.offset);
-            result.packets[part.track].push_back(packet);
+            add(part.track, packet);
         }
-        if (reading.partsBefore == reading.parts.size() && reading.unknown > 0)
-            addGap(from, to);
+        if (reading.partsBefore == reading.parts.size() && hasGap)
+            addGap(reading, from, to);
         result.unshared += reading.unshared;
         result.unknown += reading.unknown;
     }
 
-    void addGap(std::uint64_t from, std::uint64_t to)
+    /**
+     * There may be millions of packets. A vector that doubles holds them twice while it moves them;
+     * room that is not used yet costs nothing, so there is one for what is still to come.
+     */
+    void add(std::size_t track, const Packet &packet)
     {
-        WalkGap gap = {.from = from, .to = to};
+        constexpr std::size_t few = 16384;
+        constexpr double mostGrowth = 4;
+        constexpr double leastGrowth = 1.25;
+        auto &packets = result.packets[track];
+        if (packets.size() == packets.capacity() && packets.size() >= few) {
+            const auto size = static_cast<double>(media.end() - start);
+            const auto done = static_cast<double>(packet.offset - start + 1);
+            const double growth = std::clamp(leastGrowth * size / done, leastGrowth, mostGrowth);
+            packets.reserve(static_cast<std::size_t>(static_cast<double>(packets.size()) * growth));
+        }
+        packets.push_back(packet);
+    }
+
+    void addGap(const RunReading &reading, std::uint64_t from, std::uint64_t to)
+    {
+        WalkGap gap = {.from = from, .to = to, .unknown = reading.unknown};
         for (const auto &packets : result.packets)
             gap.packetsBefore.push_back(packets.size());
         result.gaps.push_back(std::move(gap));
         order.restart();
     }
 
-    void tellProgress(std::uint64_t from, std::uint64_t place)
+    void tellProgress(std::uint64_t place)
     {
         constexpr std::uint64_t steps = 10;
-        const std::uint64_t step = (place - from) * steps / (media.end() - from);
+        const std::uint64_t step = (place - start) * steps / (media.end() - start);
         if (step > lastStep)
             logLine(TarnLogInfo, "walked " + std::to_string(step * 100 / steps) + " %");
         lastStep = std::max(lastStep, step);
@@ -154,34 +170,17 @@ private:
 
     SampleProfile &sample;
     MediaWindow media;
+    PictureFinder pictures;
     RunReader runs;
+    SpoiltPictures spoilt;
     PacketContent::Kind kind;
     PictureOrder order;
     WalkedMedia result;
+    std::uint64_t start = 0;
     std::uint64_t lastStep = 0;
 };
 
 } // namespace
-
-std::optional<std::uint64_t> findPicture(const SampleProfile &sample, MediaWindow &media,
-                                         std::uint64_t from)
-{
-    const auto isCertain = [&](std::uint64_t place, const FoundPicture &picture) {
-        if (!picture.isComplete)
-            return false;
-        const std::uint64_t end = place + picture.size;
-        if (end >= media.end() || sample.pictures->pictureAt(media, end))
-            return true;
-        // Sound follows, and then the next picture.
-        const std::uint64_t reach = end + 2 * sample.largestRun + moreOfRun;
-        if (reach >= media.end())
-            return true;
-        return search(sample, media, end, reach,
-                      [](std::uint64_t, const FoundPicture &) { return true; })
-            .has_value();
-    };
-    return search(sample, media, from, media.end(), isCertain);
-}
 
 bool isMisfit(const WalkedMedia &walked)
 {

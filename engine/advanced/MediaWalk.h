@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <vector>
 
-/** A place in the media where something is missing. */
+/** A run of bytes between pictures in which something is missing. */
 struct WalkGap
 {
     std::uint64_t from = 0;
     std::uint64_t to = 0;
+    /** Bytes of it that mean nothing. */
+    std::uint64_t unknown = 0;
     /** How many packets of each track stand before it. */
     std::vector<std::size_t> packetsBefore = {};
 };
@@ -45,7 +47,3 @@ WalkedMedia walkMedia(SampleProfile &sample, const SourceFile &damaged, std::uin
 
 /** What stands between pictures is not what the sample led to expect. */
 bool isMisfit(const WalkedMedia &walked);
-
-/** The next place at or after `from` where a picture certainly begins. */
-std::optional<std::uint64_t> findPicture(const SampleProfile &sample, MediaWindow &media,
-                                         std::uint64_t from);

@@ -248,15 +248,17 @@ bool NalRecogniser::isBegun(ByteView bytes) const
     return false;
 }
 
-void NalRecogniser::take(ByteView packet)
+bool NalRecogniser::take(ByteView packet)
 {
+    const std::size_t known = sets.size();
     while (packet.size() > width + 1) {
         const std::uint64_t size = PacketContent::lengthField(packet.data(), width);
         const ByteView unit = packet.subspan(width);
         // Parameter sets stand before the picture.
         if (size > unit.size() || Nal::isSlice(Nal::typeOf(unit[0], isHevc), isHevc))
-            return;
+            break;
         sets.addUnit(unit.first(static_cast<std::size_t>(size)));
         packet = unit.subspan(static_cast<std::size_t>(size));
     }
+    return sets.size() != known;
 }

@@ -16,9 +16,13 @@ public:
 
     bool learn(ByteView packet) override;
     bool mayBegin(const std::uint8_t *bytes) const override;
+    std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const override
+    {
+        return findStartOf(*this, bytes, count);
+    }
     std::optional<FoundPicture> pictureAt(MediaWindow &media, std::uint64_t offset) const override;
     bool isBegun(ByteView bytes) const override;
-    void take(ByteView packet) override;
+    bool take(ByteView packet) override;
 
     const ParameterSets &parameters() const { return sets; }
 

@@ -34,9 +34,10 @@ std::uint64_t RunReader::readLeading(std::uint64_t from, RunReading &found) cons
     return from;
 }
 
-RunReading RunReader::read(std::uint64_t from, std::uint64_t to, bool isEnded)
+RunReading RunReader::read(std::uint64_t from, std::uint64_t to, bool isEnded, Effort with)
 {
     reading = {};
+    effort = with;
     start = from;
     hasEnd = isEnded;
     if (to - from > longestRun) {
@@ -194,8 +195,12 @@ void RunReader::readAac(std::size_t from, std::size_t to)
 {
     if (bytes[to - 1] == 0 && readPaddedAac(from, to))
         return;
-    if (!readExactAac(from, to) && !readPaddedAac(from, to) && !readAacBesideOthers(from, to))
+    if (readExactAac(from, to) || readPaddedAac(from, to) || readAacBesideOthers(from, to))
+        return;
+    if (effort == Effort::Much)
         salvageAac(from, to);
+    else
+        addUnknown(to - from);
 }
 
 void RunReader::salvageAac(std::size_t from, std::size_t to)

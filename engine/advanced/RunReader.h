@@ -35,12 +35,20 @@ public:
     /** Takes the data that stands before everything else. Returns where it ends. */
     std::uint64_t readLeading(std::uint64_t from, RunReading &found) const;
 
+    /** How much is done for a run that is not what the sample led to expect. */
+    enum class Effort {
+        /** It is told that it is none. */
+        Little,
+        /** Sound is looked for in it, which takes long. */
+        Much,
+    };
+
     /**
      * Reads the bytes from one place to another.
      *
      * @param isEnded a picture begins there; otherwise something may be missing before it
      */
-    RunReading read(std::uint64_t from, std::uint64_t to, bool isEnded);
+    RunReading read(std::uint64_t from, std::uint64_t to, bool isEnded, Effort with);
 
 private:
     struct Found
@@ -76,6 +84,7 @@ private:
     MediaWindow &media;
     std::uint64_t start = 0;
     bool hasEnd = false;
+    Effort effort = Effort::Little;
     Bytes bytes;
     RunReading reading;
 };

@@ -1,6 +1,8 @@
 #include "engine/advanced/SampleFit.h"
 
 #include "engine/EngineError.h"
+#include "engine/advanced/PictureFinder.h"
+#include "engine/advanced/TrialDecoder.h"
 #include "engine/log/LogLine.h"
 #include "engine/recording/PacketContent.h"
 
@@ -11,9 +13,11 @@
 
 namespace {
 
-// Key pictures that are tried, and how many pictures behind each.
+// Key pictures that are tried, and how many pictures behind each. Damage may have hit one of those;
+// then fewer have to do. With wrong parameters, the first goes wrong.
 constexpr int keysToTry = 6;
 constexpr int picturesBehindKey = 6;
+constexpr int fewestBehindKey = 2;
 // As much of the media is searched for them.
 constexpr std::uint64_t mostSearched = 256ULL << 20U;
 
@@ -75,148 +79,21 @@ std::string codecAt(const SourceFile &file, std::uint64_t place)
     return {};
 }
 
-/** Decodes pictures as a track of the sample. */
-class TrialDecoder
-{
-public:
-    explicit TrialDecoder(const AVCodecParameters &parameters)
-        : packet(Ffmpeg::makePacket()), frame(Ffmpeg::makeFrame())
-    {
-        const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
-        decoder.reset(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
-        if (!decoder)
-            throw std::bad_alloc();
-        decoder->thread_count = 1;
-        decoder->err_recognition = AV_EF_EXPLODE | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_CAREFUL;
-        if (avcodec_parameters_to_context(decoder.get(), &parameters) < 0 ||
-            avcodec_open2(decoder.get(), codec, nullptr) < 0)
-            decoder.reset();
-    }
-
-    void decode(ByteView bytes)
-    {
-        if (!decoder || av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
-            return;
-        std::copy(bytes.begin(), bytes.end(), packet->data);
-        hasError = avcodec_send_packet(decoder.get(), packet.get()) < 0 || hasError;
-        av_packet_unref(packet.get());
-        receive();
-    }
-
-    /** Everything decoded, and nothing of it had to be guessed. */
-    bool finish()
-    {
-        if (!decoder)
-            return false;
-        avcodec_send_packet(decoder.get(), nullptr);
-        receive();
-        return !hasError && frames > 0;
-    }
-
-    /** Of all that was shown. */
-    std::uint64_t hash() const { return pictureHash; }
-
-private:
-    void receive()
-    {
-        int result = avcodec_receive_frame(decoder.get(), frame.get());
-        for (; result >= 0; result = avcodec_receive_frame(decoder.get(), frame.get())) {
-            hasError = hasError || frame->decode_error_flags != 0 ||
-                       (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0;
-            ++frames;
-            addToHash();
-            av_frame_unref(frame.get());
-        }
-        hasError = hasError || (result != AVERROR(EAGAIN) && result != AVERROR_EOF);
-    }
-
-    /** The first plane is enough. */
-    void addToHash()
-    {
-        constexpr std::uint64_t prime = 0x100000001b3;
-        const int bytesPerSample =
-            frame->width > 0 ? std::min(frame->linesize[0] / frame->width, 2) : 0;
-        for (int y = 0; y < frame->height; ++y) {
-            const std::uint8_t *line = frame->data[0] + std::ptrdiff_t{y} * frame->linesize[0];
-            for (int x = 0; x < frame->width * bytesPerSample; ++x)
-                pictureHash = (pictureHash ^ line[x]) * prime;
-        }
-    }
-
-    Ffmpeg::CodecContextPtr decoder;
-    Ffmpeg::PacketPtr packet;
-    Ffmpeg::FramePtr frame;
-    bool hasError = false;
-    int frames = 0;
-    std::uint64_t pictureHash = 0xcbf29ce484222325;
-};
-
-/** What a picture alone looks like; 0 when it cannot be decoded. */
-std::uint64_t lookOf(const AVCodecParameters &parameters, ByteView picture)
-{
-    TrialDecoder decoder(parameters);
-    decoder.decode(picture);
-    return decoder.finish() ? decoder.hash() | 1U : 0;
-}
-
-/** Where the last unit of a picture begins, with its length. */
-std::size_t lastUnit(ByteView picture, unsigned width)
-{
-    std::size_t place = 0;
-    for (std::size_t next = 0; next + width < picture.size();) {
-        place = next;
-        next += width + static_cast<std::size_t>(PacketContent::lengthField(&picture[next], width));
-    }
-    return place;
-}
-
 /**
- * A decoder with the right parameters needs a coded picture to its last bytes, and nothing behind
- * them; one with wrong ones loses its way, and ends somewhere.
+ * Decodes a key picture and at most `behind` of those behind it. Returns where it stopped; sets
+ * whether all was well.
  */
-bool isUsedToItsEnd(const AVCodecParameters &parameters, ByteView picture, unsigned width)
-{
-    constexpr std::size_t tail = 16;
-    constexpr std::size_t moreBytes = 64;
-    const std::size_t start = lastUnit(picture, width);
-    const std::size_t size = picture.size() - start - width;
-    const std::uint64_t look = lookOf(parameters, picture);
-    if (look == 0 || size < 4 * tail)
-        return look != 0;
-    Bytes changed(picture.begin(), picture.end());
-    for (std::size_t i = changed.size() - tail; i < changed.size(); ++i)
-        changed[i] = static_cast<std::uint8_t>(changed[i] ^ (0x55U + (i & 0x3fU)));
-    if (lookOf(parameters, changed) == look)
-        return false;
-    Bytes longer(picture.begin(), picture.end());
-    for (std::size_t i = 0; i < moreBytes; ++i)
-        longer.push_back(static_cast<std::uint8_t>(0x9dU + 37U * i));
-    patchBe(longer, start, size + moreBytes, width);
-    return lookOf(parameters, longer) == look;
-}
-
-/** The sample's own pictures are used to their end: some recorders pad them. */
-bool samplePicturesEndExactly(const SampleProfile &sample)
-{
-    const IsoTrack &track = sample.recording.tracks[sample.video];
-    return track.nalLengthSize > 0 && !sample.keyPicture.empty() &&
-           isUsedToItsEnd(*streamOf(sample, sample.video)->codecpar, sample.keyPicture,
-                          track.nalLengthSize);
-}
-
-/** Decodes a key picture and those behind it. Returns where it stopped; sets whether all was well.
- */
-std::uint64_t tryKey(const SampleProfile &sample, MediaWindow &media, std::uint64_t place,
-                     bool &isGood)
+std::uint64_t tryKey(const SampleProfile &sample, MediaWindow &media, PictureFinder &pictures,
+                     std::uint64_t place, int behind, bool &isGood)
 {
     TrialDecoder decoder(*streamOf(sample, sample.video)->codecpar);
-    for (int i = 0; i <= picturesBehindKey; ++i) {
-        const auto picture = sample.pictures->pictureAt(media, place);
+    for (int i = 0; i <= behind; ++i) {
+        const auto picture = pictures.at(place);
         if (!picture || !picture->isComplete || (i > 0 && picture->isKey))
             break;
         decoder.decode(media.view(place, static_cast<std::size_t>(picture->size)));
         place += picture->size;
-        const auto next = findPicture(sample, media, place);
+        const auto next = pictures.next(place);
         // A picture behind a gap may need one that is not there.
         if (!next || *next - place > 2 * sample.largestRun)
             break;
@@ -279,14 +156,18 @@ void requireFittingPictures(const SampleProfile &sample, const SourceFile &damag
     const bool endsExactly = samplePicturesEndExactly(sample);
     int tried = 0;
     int good = 0;
-    auto place = findPicture(sample, media, from);
+    PictureFinder pictures(sample, media);
+    auto place = pictures.next(from);
     while (place && tried < keysToTry) {
         media.keepFrom(*place);
-        const auto picture = sample.pictures->pictureAt(media, *place);
+        const auto picture = pictures.at(*place);
         std::uint64_t next = *place + picture->size;
         if (picture->isKey) {
             bool isGood = false;
-            next = std::max(next, tryKey(sample, media, *place, isGood));
+            next =
+                std::max(next, tryKey(sample, media, pictures, *place, picturesBehindKey, isGood));
+            if (!isGood)
+                tryKey(sample, media, pictures, *place, fewestBehindKey, isGood);
             const ByteView bytes = media.view(*place, static_cast<std::size_t>(picture->size));
             if (isGood && (!endsExactly ||
                            isUsedToItsEnd(*streamOf(sample, sample.video)->codecpar, bytes, width)))
@@ -296,7 +177,7 @@ void requireFittingPictures(const SampleProfile &sample, const SourceFile &damag
             if (good >= 2)
                 return;
         }
-        place = findPicture(sample, media, next);
+        place = pictures.next(next);
     }
     // There may be one alone.
     if (good > 0 && tried == 1)

@@ -164,10 +164,13 @@ private:
         std::size_t next = 0;
         for (const Packet &packet : packets) {
             // Where pictures are missing, their places stay empty.
-            while (static_cast<std::int64_t>(times.size()) < packet.time)
-                times.push_back(times.empty() ? 0 : times.back() + duration);
-            times.push_back(timeBySound(sound, packet.offset, next,
-                                        times.empty() ? -sample.tick : times.back()));
+            const std::int64_t places =
+                std::max<std::int64_t>(packet.time - static_cast<std::int64_t>(times.size()), 0) +
+                1;
+            const std::int64_t last = times.empty() ? -sample.tick : times.back();
+            const std::int64_t at = timeBySound(sound, packet.offset, next, last, places);
+            for (std::int64_t i = 1; i <= places; ++i)
+                times.push_back(last + (at - last) * i / places);
         }
         for (Packet &packet : packets) {
             const std::int64_t number = packet.time;
@@ -182,16 +185,21 @@ private:
         }
     }
 
-    /** @param next the sound behind the picture before; goes on to the one behind this */
+    /**
+     * @param next the sound behind the picture before; goes on to the one behind this
+     * @param last when the picture before is decoded
+     * @param places how many places further on this one is; 1 when none is missing
+     */
     std::int64_t timeBySound(std::size_t sound, std::uint64_t place, std::size_t &next,
-                             std::int64_t last) const
+                             std::int64_t last, std::int64_t places) const
     {
         const auto &packets = walked.packets[sound];
         const auto ofSound = static_cast<double>(sample.recording.tracks[sound].timescale);
         const auto timescale = static_cast<double>(sample.recording.tracks[sample.video].timescale);
         while (next < packets.size() && packets[next].offset < place)
             ++next;
-        double least = static_cast<double>(last + sample.tick) / timescale;
+        const std::int64_t soonest = last + sample.tick * places;
+        double least = static_cast<double>(soonest) / timescale;
         double most = 1e18;
         if (next > 0)
             least = std::max(least, static_cast<double>(packets[next - 1].time) / ofSound +
@@ -204,10 +212,10 @@ private:
         const double latest = std::floor(most * timescale / tick + 0.01);
         // The sample's usual distance, as far as the sound allows it.
         const double usual =
-            static_cast<double>(last + sample.tracks[sample.video].duration) / tick;
+            static_cast<double>(last + sample.tracks[sample.video].duration * places) / tick;
         const double chosen =
             latest < earliest ? earliest : std::clamp(std::round(usual), earliest, latest);
-        return std::max<std::int64_t>(last + sample.tick, std::llround(chosen * tick));
+        return std::max<std::int64_t>(soonest, std::llround(chosen * tick));
     }
 
     /** The track of sound that pictures at changing intervals are timed by; none when they are
@@ -369,13 +377,89 @@ private:
             for (; nextGap < walked.gaps.size() && countBefore(nextGap, track) <= i; ++nextGap) {
                 if (countBefore(nextGap, track) < i || i == 0)
                     continue;
-                missing[track][nextGap] =
-                    isTimedByPictures() ? missingBeside(track, nextGap, i, time) : 0;
+                missing[track][nextGap] = isTimedByPictures()
+                                              ? missingBeside(track, nextGap, i, time)
+                                              : missingByShare(track, nextGap);
                 time += missing[track][nextGap] * profile.duration;
             }
             packets[i].time = time;
             time += unitsOf(track, packets[i]) * profile.duration;
         }
+    }
+
+    /**
+     * Where pictures are timed by the sound, and sound is missing: as much of it as there is
+     * elsewhere with so many pictures; or, where no picture is missing, in so many bytes.
+     */
+    std::int64_t missingByShare(std::size_t track, std::size_t gap) const
+    {
+        const WalkGap &bytes = walked.gaps[gap];
+        const std::int64_t grain = sample.tracks[track].grain;
+        const std::int64_t lost = missing[sample.video][gap];
+        const Share share = shareNear(track, gap);
+        if (share.bytes == 0 || share.pictures == 0)
+            return 0;
+        const double perPicture = static_cast<double>(share.units) / share.pictures;
+        const double missed =
+            lost == 0 ? static_cast<double>(bytes.unknown) * static_cast<double>(share.units) /
+                            static_cast<double>(share.bytes)
+                      : perPicture * static_cast<double>(lost + 1) -
+                            static_cast<double>(unitsBetween(track, bytes.from, bytes.to).units);
+        return std::max<std::int64_t>(std::llround(missed / static_cast<double>(grain)), 0) * grain;
+    }
+
+    /** Sound, in units and bytes, and the pictures beside it. */
+    struct Share
+    {
+        std::int64_t units = 0;
+        std::uint64_t bytes = 0;
+        double pictures = 0;
+    };
+
+    Share unitsBetween(std::size_t track, std::uint64_t from, std::uint64_t to) const
+    {
+        const auto &packets = walked.packets[track];
+        Share share;
+        for (auto packet = firstAt(packets, from); packet != packets.end() && packet->offset < to;
+             ++packet) {
+            share.units += unitsOf(track, *packet);
+            share.bytes += packet->size;
+        }
+        return share;
+    }
+
+    static std::vector<Packet>::const_iterator firstAt(const std::vector<Packet> &packets,
+                                                       std::uint64_t place)
+    {
+        return std::lower_bound(
+            packets.begin(), packets.end(), place,
+            [](const Packet &packet, std::uint64_t from) { return packet.offset < from; });
+    }
+
+    /** Before a gap and behind it, up to the next ones. */
+    Share shareNear(std::size_t track, std::size_t gap) const
+    {
+        constexpr std::ptrdiff_t reach = 45;
+        const auto &all = walked.packets[sample.video];
+        const std::uint64_t end = walked.gaps[gap].to;
+        const std::uint64_t start = walked.gaps[gap].from;
+        const auto first = firstAt(all, gap == 0 ? 0 : walked.gaps[gap - 1].to);
+        const auto before = firstAt(all, start);
+        const auto behind = firstAt(all, end);
+        const auto last =
+            gap + 1 < walked.gaps.size() ? firstAt(all, walked.gaps[gap + 1].from) : all.end();
+        Share share;
+        const auto add = [&](auto from, auto to) {
+            if (to - from < 2)
+                return;
+            const Share one = unitsBetween(track, from->offset, std::prev(to)->offset);
+            share.units += one.units;
+            share.bytes += one.bytes;
+            share.pictures += static_cast<double>(to - from - 1);
+        };
+        add(before - std::min(before - first, reach), before);
+        add(behind, behind + std::min(last - behind, reach));
+        return share;
     }
 
     /** Seconds at which the picture that comes next in the file behind a place is decoded. */
@@ -424,11 +508,7 @@ private:
             return range;
         std::int64_t units = 0;
         const auto &all = pictures();
-        auto hint = static_cast<std::size_t>(
-            std::lower_bound(
-                all.begin(), all.end(), packets[first].offset,
-                [](const Packet &packet, std::uint64_t place) { return packet.offset < place; }) -
-            all.begin());
+        auto hint = static_cast<std::size_t>(firstAt(all, packets[first].offset) - all.begin());
         for (std::size_t i = first; i < std::min(first + soundsToCompare, packets.size()); ++i) {
             const double picture =
                 isBehindNextGap(track, first, i) ? -1 : pictureTimeAt(packets[i].offset, hint);

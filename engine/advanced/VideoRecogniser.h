@@ -35,6 +35,12 @@ public:
     /** Rules most places out at once. */
     virtual bool mayBegin(const std::uint8_t *bytes) const = 0;
 
+    /**
+     * The first of `count` places from `bytes` on at which a picture may begin; `count` when there
+     * is none. startSize bytes stand at each. All of the media between pictures goes through this.
+     */
+    virtual std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const = 0;
+
     /** The picture that stands at a place, if all that it says of itself makes sense. */
     virtual std::optional<FoundPicture> pictureAt(MediaWindow &media,
                                                   std::uint64_t offset) const = 0;
@@ -45,6 +51,19 @@ public:
         return bytes.size() >= startSize && mayBegin(bytes.data());
     }
 
-    /** A picture has been taken: parameters in it hold from here on. */
-    virtual void take(ByteView /*packet*/) {}
+    /** A picture has been taken: parameters in it hold from here on. Returns whether any are new.
+     */
+    virtual bool take(ByteView /*packet*/) { return false; }
+
+protected:
+    /** findStart() of a recogniser whose class is known, so that its test costs no call. */
+    template <typename Recogniser>
+    static std::size_t findStartOf(const Recogniser &recogniser, const std::uint8_t *bytes,
+                                   std::size_t count)
+    {
+        std::size_t i = 0;
+        while (i < count && !recogniser.Recogniser::mayBegin(bytes + i))
+            ++i;
+        return i;
+    }
 };

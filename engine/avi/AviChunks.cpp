@@ -41,6 +41,7 @@ public:
         while (position < end)
             position = step(position);
         closeIndexes();
+        addFirstHole();
         return std::move(content);
     }
 
@@ -146,8 +147,10 @@ private:
 
     void takeIndex(std::uint64_t position, std::uint64_t behind)
     {
+        // Of ten hours it is 43 MB; what says that it is much longer is damage.
+        constexpr std::uint64_t longestIndex = 64U << 20U;
         const Bytes name = source.copy(position, 4);
-        if (name.size() < 4 || behind > source.size())
+        if (name.size() < 4 || behind > source.size() || behind - position > longestIndex)
             return;
         if (textOf(name) == "idx1")
             takeOldIndex(position + AviChunk::headerSize, behind);
@@ -228,6 +231,17 @@ private:
             std::unique(index.begin(), index.end(),
                         [](const AviChunk &a, const AviChunk &b) { return a.offset == b.offset; }),
             index.end());
+    }
+
+    /** The first chunks may be lost with the header: only an index tells of them. */
+    void addFirstHole()
+    {
+        if (content.index.empty() || content.chunks.empty())
+            return;
+        const std::uint64_t from = content.index.front().offset;
+        const std::uint64_t to = content.chunks.front().offset;
+        if (from < to)
+            content.holes.insert(content.holes.begin(), {.from = from, .to = to, .next = 0});
     }
 
     const SourceFile &source;

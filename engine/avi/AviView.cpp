@@ -1,6 +1,9 @@
 #include "engine/avi/AviView.h"
 
 #include "engine/avi/AviChunks.h"
+#include "engine/avi/AviSound.h"
+#include "engine/recording/PacketCodec.h"
+#include "engine/recording/PlainSound.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +11,7 @@
 #include <limits>
 #include <map>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -24,10 +28,16 @@ std::string_view textOf(ByteView bytes)
 struct Stream
 {
     char kind = 0;
+    /** Those that are there. */
     std::uint64_t chunks = 0;
     std::uint64_t bytes = 0;
+    /** Those that were, as far as that is known. */
+    std::uint64_t recordedChunks = 0;
+    std::uint64_t recordedBytes = 0;
     /** Beginning of its first chunk that is not empty. */
     Bytes start = {};
+    /** The first of its chunks that are not empty. */
+    std::vector<AviChunk> first = {};
     /** Its list in the header, from what is left of that or made anew. */
     Bytes list = {};
 };
@@ -43,6 +53,9 @@ public:
     {
     }
 
+    /** What is not left of the header stands in this one's. */
+    void setSample(const SourceFile &ofDevice) { sample = &ofDevice; }
+
     /** There is damage among the chunks, or none of it. */
     bool isDamaged() const { return !content.holes.empty(); }
 
@@ -50,7 +63,13 @@ public:
     {
         for (const AviChunk &chunk : content.chunks)
             count(chunk);
+        countRecorded();
         findLists();
+        takeLists();
+        for (auto &[number, stream] : streams) {
+            if (stream.list.empty() && stream.kind == 'a')
+                stream.list = soundList(stream);
+        }
         for (auto &[number, stream] : streams) {
             if (stream.list.empty() && stream.kind == 'v')
                 stream.list = videoList(stream);
@@ -75,9 +94,28 @@ private:
             stream.kind = chunk.kind;
         ++stream.chunks;
         stream.bytes += chunk.size;
+        constexpr std::size_t mostFirst = 24;
+        if (chunk.size > 0 && stream.first.size() < mostFirst)
+            stream.first.push_back(chunk);
         if (stream.start.empty())
             stream.start = source.copy(chunk.offset + chunkHeader,
                                        std::min<std::uint64_t>(chunk.size, startSize));
+    }
+
+    /** With those that only an index tells of. */
+    void countRecorded()
+    {
+        for (const AviChunk &entry : content.index) {
+            const auto stream = streams.find(entry.stream);
+            if (stream == streams.end())
+                continue;
+            ++stream->second.recordedChunks;
+            stream->second.recordedBytes += entry.size;
+        }
+        for (auto &[number, stream] : streams) {
+            stream.recordedChunks = std::max(stream.recordedChunks, stream.chunks);
+            stream.recordedBytes = std::max(stream.recordedBytes, stream.bytes);
+        }
     }
 
     /** Lists of streams that the head still has. */
@@ -106,6 +144,31 @@ private:
                                   head.begin() + static_cast<std::ptrdiff_t>(place + size)});
         }
         findInformation(head);
+    }
+
+    /** Lists of the sample's streams, in the order of their numbers. */
+    void takeLists()
+    {
+        if (sample == nullptr)
+            return;
+        const Bytes head = sample->copy(0, longestHeader);
+        const std::string_view text = textOf(head).substr(0, textOf(head).find("movi"));
+        unsigned number = 0;
+        for (std::size_t place = text.find("strlstrh"); place != std::string_view::npos;
+             place = text.find("strlstrh", place + 1), ++number) {
+            constexpr std::size_t typePlace = 16;
+            if (place < chunkHeader || place + typePlace >= text.size())
+                continue;
+            const std::size_t size = le32(&head[place - 4]);
+            const char kind = text[place + typePlace] == 'v' ? 'v' : 'a';
+            const auto stream = streams.find(number);
+            if (size > text.size() - place || stream == streams.end() ||
+                stream->second.kind != kind || !stream->second.list.empty())
+                continue;
+            stream->second.list =
+                withoutIndex({head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
+                              head.begin() + static_cast<std::ptrdiff_t>(place + size)});
+        }
     }
 
     /** Its index of indexes would lead to places in the damaged file. */
@@ -154,29 +217,78 @@ private:
         return {};
     }
 
+    /** Made anew, of sound that says itself how it is coded, or looks like nothing else. */
+    Bytes soundList(const Stream &sound) const
+    {
+        // Where the pictures' list is lost too, a usual rate must lead to sound of a usual rate.
+        constexpr std::array usual = {30.0, 25.0, 24.0, 50.0, 60.0, 15.0};
+        UnknownStream unknown;
+        for (const AviChunk &chunk : sound.first)
+            unknown.packets.push_back(source.copy(chunk.offset + chunkHeader, chunk.size));
+        const auto video = std::find_if(streams.begin(), streams.end(),
+                                        [](const auto &one) { return one.second.kind == 'v'; });
+        if (video == streams.end() || sound.first.empty())
+            return {};
+        const double stated = pictureRateOf(video->second);
+        for (const double rate : usual) {
+            unknown.secondsPerPacket = static_cast<double>(video->second.recordedChunks) /
+                                       (stated > 0 ? stated : rate) /
+                                       static_cast<double>(sound.recordedChunks);
+            const auto told = tellCodec(unknown);
+            if (told && told->codec_type == AVMEDIA_TYPE_AUDIO)
+                return makeSoundList(*told, sound.recordedChunks, sound.recordedBytes);
+            if (stated > 0)
+                break;
+        }
+        return {};
+    }
+
+    /** How long all of a stream of sound lasts by what its list says; 0 when that is unknown. */
+    static double soundSeconds(const Stream &sound)
+    {
+        constexpr std::size_t scalePlace = 20;
+        constexpr std::size_t ratePlace = 24;
+        constexpr std::size_t sampleSizePlace = 44;
+        constexpr std::size_t bytesPerSecondPlace = 8;
+        const std::string_view text = textOf(sound.list);
+        const std::size_t header = text.find("strh");
+        const std::size_t format = text.find("strf");
+        if (header == std::string_view::npos || format == std::string_view::npos ||
+            header + chunkHeader + sampleSizePlace + 4 > text.size() ||
+            format + chunkHeader + bytesPerSecondPlace + 4 > text.size())
+            return 0;
+        const std::uint8_t *fields = &sound.list[header + chunkHeader];
+        const double rate = le32(fields + ratePlace);
+        // Chunks of sound without a size of samples last as long as one another.
+        if (le32(fields + sampleSizePlace) == 0 && rate > 0)
+            return static_cast<double>(sound.recordedChunks) * le32(fields + scalePlace) / rate;
+        const double bytesPerSecond = le32(&sound.list[format + chunkHeader + bytesPerSecondPlace]);
+        return bytesPerSecond > 0 ? static_cast<double>(sound.recordedBytes) / bytesPerSecond : 0;
+    }
+
     /** Pictures in a second, in thousandths, told by how long the sound is. */
     std::uint32_t pictureRate(const Stream &video) const
     {
-        constexpr std::array usual = {23.976, 24.0, 25.0, 29.97, 30.0, 50.0, 59.94, 60.0, 15.0};
+        constexpr std::array usual = {30.0, 25.0, 24.0, 50.0, 60.0, 15.0, 29.97, 23.976, 59.94};
         constexpr double thousand = 1000;
+        constexpr double farthest = 0.02;
         double rate = 25;
         for (const auto &[number, stream] : streams) {
-            const std::string_view text = textOf(stream.list);
-            const std::size_t format = text.find("strf");
-            if (stream.kind != 'a' || format == std::string_view::npos || format + 20 > text.size())
-                continue;
-            const double bytesPerSecond = le32(&stream.list[format + chunkHeader + 8]);
-            if (bytesPerSecond > 0 && stream.bytes > 0)
-                rate = static_cast<double>(video.chunks) * bytesPerSecond /
-                       static_cast<double>(stream.bytes);
+            const double length = stream.kind == 'a' ? soundSeconds(stream) : 0;
+            if (length > 0)
+                rate = static_cast<double>(video.recordedChunks) / length;
         }
-        const auto *nearest =
-            std::min_element(usual.begin(), usual.end(), [rate](double a, double b) {
-                return std::abs(a - rate) < std::abs(b - rate);
-            });
-        constexpr double near = 0.02;
-        if (std::abs(*nearest - rate) < near * rate)
-            rate = *nearest;
+        // Sound may be longer than the pictures by one of them; the first rates of the list are
+        // the likelier ones.
+        constexpr double near = 0.0003;
+        const double onePicture =
+            1 / static_cast<double>(std::max<std::uint64_t>(video.recordedChunks, 1));
+        for (const double one : usual) {
+            if (std::abs(one / rate - 1) < std::min(near + onePicture, farthest)) {
+                rate = one;
+                break;
+            }
+        }
         return static_cast<std::uint32_t>(std::lround(rate * thousand));
     }
 
@@ -285,7 +397,9 @@ private:
             return;
         }
         for (; entry != content.index.end() && entry->offset < hole.to; ++entry) {
-            const bool isThere = entry->kind == 'a' && entry->end() <= hole.to;
+            // Of compressed sound, what was overwritten is nothing that a decoder could take.
+            const bool isThere = entry->kind == 'a' && entry->end() <= hole.to &&
+                                 formatOf(streams[entry->stream]).blockSize > 0;
             Bytes header;
             appendHeader(header, entry->stream, entry->kind, isThere ? entry->size : 0);
             file.add(std::move(header));
@@ -294,6 +408,14 @@ private:
                              entry->end() - entry->offset - chunkHeader);
         }
     }
+
+    struct SoundFormat
+    {
+        double bytesPerSecond = 0;
+        /** Bytes of a sample of each channel. */
+        std::uint32_t blockSize = 0;
+        std::uint32_t channels = 0;
+    };
 
     /** Without an index: as many pictures as there are in so many bytes elsewhere. */
     void guess(const AviHole &hole)
@@ -309,6 +431,8 @@ private:
         const double pictures =
             std::round(static_cast<double>(hole.to - hole.from) *
                        static_cast<double>(video->second.chunks) / static_cast<double>(bytes));
+        // It is of one stream: the first that it can be of.
+        bool isTailTaken = false;
         Bytes filling;
         for (int i = 0; i < static_cast<int>(pictures); ++i)
             appendHeader(filling, video->first, 'v', 0);
@@ -319,18 +443,49 @@ private:
                 continue;
             const auto blocks = static_cast<std::uint64_t>(
                 std::llround(pictures / rate * format.bytesPerSecond / format.blockSize));
-            const std::uint64_t size = std::min(blocks * format.blockSize, longestFill);
+            const std::uint64_t tail = isTailTaken ? 0 : soundTail(hole, stream, format);
+            isTailTaken = isTailTaken || tail > 0;
+            std::uint64_t size = std::min(blocks * format.blockSize, longestFill);
+            size -= std::min(size, tail);
             appendHeader(filling, number, 'a', size);
             filling.resize(filling.size() + static_cast<std::size_t>(size + (size & 1U)));
+            if (tail > 0)
+                appendHeader(filling, number, 'a', tail);
+            file.add(std::exchange(filling, {}));
+            file.addSpan(hole.to - tail, tail);
         }
         file.add(std::move(filling));
     }
 
-    struct SoundFormat
+    /**
+     * A hole ends where the next header is: before that may stand what is left of a chunk of sound
+     * that has lost its own. Bytes of it at the hole's end, told by how smooth they are.
+     */
+    std::uint64_t soundTail(const AviHole &hole, const Stream &stream,
+                            const SoundFormat &format) const
     {
-        double bytesPerSecond = 0;
-        std::uint32_t blockSize = 0;
-    };
+        constexpr std::uint64_t blocksAtATime = 64;
+        const std::uint64_t largest = stream.first.empty() ? 0 : stream.first.front().size;
+        const PlainSoundLayout layout = {
+            .channels = static_cast<int>(format.channels),
+            .bytes = static_cast<int>(format.blockSize / std::max(format.channels, 1U))};
+        const std::uint64_t step = blocksAtATime * format.blockSize;
+        // Of other widths nothing can be told.
+        const bool isKnown =
+            (layout.bytes == 2 || layout.bytes == 3) && format.channels > 0 &&
+            static_cast<std::uint32_t>(layout.bytes) * format.channels == format.blockSize;
+        if (!isKnown || (largest & 1U) != 0)
+            return 0;
+        std::uint64_t tail = 0;
+        while (tail + step <= std::min(largest, hole.to - hole.from)) {
+            const Bytes bytes = source.copy(hole.to - tail - step, step);
+            const auto rough = roughness(bytes, layout);
+            if (!rough || *rough > roughestSound)
+                break;
+            tail += step;
+        }
+        return tail;
+    }
 
     /** Of plain sound, as its list says; of other sound, nothing. */
     static SoundFormat formatOf(const Stream &stream)
@@ -343,7 +498,8 @@ private:
         if ((le32(fields) & 0xffffU) != plain)
             return {};
         return {.bytesPerSecond = static_cast<double>(le32(fields + 8)),
-                .blockSize = fields[12] | static_cast<std::uint32_t>(fields[13]) << 8U};
+                .blockSize = fields[12] | static_cast<std::uint32_t>(fields[13]) << 8U,
+                .channels = fields[2] | static_cast<std::uint32_t>(fields[3]) << 8U};
     }
 
     /** Pictures in a second as the stream's list says. */
@@ -363,6 +519,7 @@ private:
     std::uint64_t firstChunk;
     std::map<unsigned, Stream> streams;
     Bytes information;
+    const SourceFile *sample = nullptr;
 };
 
 } // namespace
@@ -370,6 +527,13 @@ private:
 bool addMendedAvi(PiecedFile &file, std::uint64_t searchReach)
 {
     return AviMender(file, searchReach).run();
+}
+
+bool addAviLike(PiecedFile &file, const SourceFile &sample)
+{
+    AviMender mender(file, std::numeric_limits<std::uint64_t>::max());
+    mender.setSample(sample);
+    return mender.run();
 }
 
 bool addDamagedAvi(PiecedFile &file)

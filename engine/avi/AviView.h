@@ -15,7 +15,14 @@ bool addMendedAvi(PiecedFile &file,
                   std::uint64_t searchReach = std::numeric_limits<std::uint64_t>::max());
 
 /**
- * The same for a file that has its header and lacks chunks among others: what is lost leaves its
- * time empty. False for a file whose chunks follow one another from the first to the last.
+ * The same, and what neither tells stands as in a sample's header: streams of one number and kind
+ * are of one make.
+ */
+bool addAviLike(PiecedFile &file, const SourceFile &sample);
+
+/**
+ * As addMendedAvi() for a file that has its header and lacks chunks among others: what is lost
+ * leaves its time empty. False for a file whose chunks follow one another from the first to the
+ * last.
  */
 bool addDamagedAvi(PiecedFile &file);

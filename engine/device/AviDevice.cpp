@@ -10,6 +10,8 @@ namespace {
 constexpr std::uint64_t reach = 1U << 20U;
 constexpr std::uint64_t chunkHeader = 8;
 constexpr std::uint64_t typeSize = 4;
+// Lists of a header are short; damage can make one of all the media.
+constexpr int mostChunks = 256;
 
 std::string_view textOf(ByteView bytes)
 {
@@ -29,8 +31,10 @@ void forEachChunkOf(const SourceFile &source, std::string_view listType, Visit v
         const std::uint64_t end =
             std::min<std::uint64_t>(place + le32(&header[typeSize]), source.size());
         std::uint64_t position = place + typeSize;
-        while (position + chunkHeader <= end) {
+        for (int i = 0; i < mostChunks && position + chunkHeader <= end; ++i) {
             const Bytes chunk = source.copy(position, chunkHeader);
+            if (chunk.size() < chunkHeader)
+                break;
             const std::uint64_t size =
                 std::min<std::uint64_t>(le32(&chunk[typeSize]), end - position - chunkHeader);
             visit(textOf(chunk).substr(0, typeSize),
@@ -72,7 +76,54 @@ Device fromStreamData(const SourceFile &source)
     return device;
 }
 
+/** The list "exif" with its header; empty where there is none that is whole. */
+Bytes exifList(const SourceFile &source)
+{
+    // With more, it is no list of texts.
+    constexpr std::uint64_t longest = 64U << 10U;
+    Bytes list;
+    forEachMark(source, "exif", reach, [&](std::uint64_t place) {
+        const Bytes header = source.copy(place - std::min(place, chunkHeader), chunkHeader);
+        const bool isList = place >= chunkHeader && header.size() == chunkHeader &&
+                            textOf(header).substr(0, typeSize) == "LIST";
+        const std::uint64_t size = isList ? le32(&header[typeSize]) : 0;
+        if (size >= typeSize && size <= longest && place + size <= source.size())
+            list = source.copy(place - chunkHeader, chunkHeader + size);
+        return list.empty();
+    });
+    return list;
+}
+
+void appendText(Bytes &list, std::string_view type, std::string_view text)
+{
+    list.insert(list.end(), type.begin(), type.end());
+    appendLe(list, text.size() + 1, 4);
+    list.insert(list.end(), text.begin(), text.end());
+    // Ended by a zero, and even in length.
+    list.resize(list.size() + 1 + (text.size() + 1) % 2);
+}
+
 } // namespace
+
+Bytes aviDeviceList(const SourceFile &source)
+{
+    if (Bytes list = exifList(source); !list.empty())
+        return list;
+    const Device device = readAviDevice(source);
+    if (!device.make && !device.model)
+        return {};
+    constexpr std::string_view type = "exif";
+    Bytes body(type.begin(), type.end());
+    if (device.make)
+        appendText(body, "ecor", device.make->value);
+    if (device.model)
+        appendText(body, "emdl", device.model->value);
+    constexpr std::string_view list = "LIST";
+    Bytes whole(list.begin(), list.end());
+    appendLe(whole, body.size(), 4);
+    appendBytes(whole, body);
+    return whole;
+}
 
 Device readAviDevice(const SourceFile &source)
 {

@@ -64,7 +64,8 @@ std::optional<std::string> itemText(const SourceFile &source, const Box &item)
     const auto data = readBox(source, item.body(), item.end);
     if (!data || data->type != fourCc("data") || data->bodySize() < header)
         return std::nullopt;
-    const std::uint32_t kind = be32(source.view(data->body(), 4).data());
+    const ByteView start = source.view(data->body(), 4);
+    const std::uint32_t kind = start.size() == 4 ? be32(start.data()) : 0;
     const std::string text = textAt(source, data->body() + header, data->end);
     return kind == utf16 ? fromUtf16(text) : text;
 }

@@ -193,8 +193,10 @@ private:
     bool hasType(const Units &units, bool isHevc, unsigned from, unsigned to) const
     {
         return std::any_of(units.begin(), units.end(), [&](const Unit &unit) {
-            const std::uint8_t header = source.view(unit.offset, 1)[0];
-            const unsigned type = isHevc ? Hevc::typeOf(header) : Avc::typeOf(header);
+            const ByteView header = source.view(unit.offset, 1);
+            if (header.empty())
+                return false;
+            const unsigned type = isHevc ? Hevc::typeOf(header[0]) : Avc::typeOf(header[0]);
             return type >= from && type <= to;
         });
     }

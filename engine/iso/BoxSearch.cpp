@@ -129,11 +129,22 @@ std::optional<Box> structureAt(const SourceFile &source, FourCc type, std::uint6
     }
 }
 
-bool mayBegin(const std::uint8_t *bytes)
-{
-    return (bytes[0] == 'm' && (bytes[1] == 'o' || bytes[1] == 'v' || bytes[1] == 'f')) ||
-           (bytes[0] == 't' && bytes[1] == 'r' && bytes[2] == 'a');
-}
+constexpr std::array searchedTypes = {fourCc("moov"), fourCc("moof"), fourCc("mvhd"),
+                                      fourCc("trak"), fourCc("mfhd"), fourCc("traf")};
+
+/** By the byte three places on: so many places further on, at least, a type that is searched for
+ * begins. */
+constexpr std::array<std::uint8_t, 256> stepsToType = [] {
+    std::array<std::uint8_t, 256> steps = {};
+    steps.fill(4);
+    for (const FourCc type : searchedTypes) {
+        for (std::uint8_t i = 0; i < 4; ++i) {
+            std::uint8_t &step = steps[type >> 8U * i & 0xffU];
+            step = step < i ? step : i;
+        }
+    }
+    return steps;
+}();
 
 /** The first structure whose type stands in a range, if `accepts` it. */
 template <typename Accepts>
@@ -144,12 +155,17 @@ std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uin
     Bytes window(searchWindow + searchOverlap);
     for (std::uint64_t start = from; start < to; start += searchWindow) {
         const std::size_t size = source.read(start, window.data(), window.size());
-        for (std::size_t i = 0; i + typeSize <= size && i < searchWindow && start + i < to; ++i) {
-            if (!mayBegin(&window[i]))
+        for (std::size_t i = 0; i + typeSize <= size && i < searchWindow && start + i < to;) {
+            if (const std::size_t steps = stepsToType[window[i + typeSize - 1]]; steps > 0) {
+                i += steps;
                 continue;
-            const auto found = structureAt(source, be32(&window[i]), start + i);
+            }
+            const FourCc type = be32(&window[i]);
+            const auto found =
+                contains(searchedTypes, type) ? structureAt(source, type, start + i) : std::nullopt;
             if (found && accepts(*found))
                 return found;
+            ++i;
         }
     }
     return std::nullopt;

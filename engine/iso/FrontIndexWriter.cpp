@@ -117,7 +117,9 @@ public:
         while (size > 0) {
             const Span &span = spans[current];
             const std::uint64_t some = std::min({size, span.size - inside, mostAtOnce});
-            const ByteView bytes = reader.read(span.from + inside, static_cast<std::size_t>(some));
+            const ByteView bytes =
+                span.isSilence ? zerosOf(some)
+                               : reader.read(span.from + inside, static_cast<std::size_t>(some));
             if (bytes.size() < some)
                 throw EngineError(ErrorCode::OutputNotSound,
                                   "The damaged file changed while it was read.");
@@ -137,8 +139,9 @@ private:
 
     ByteView zerosOf(std::uint64_t size)
     {
-        zeros.resize(static_cast<std::size_t>(size));
-        return zeros;
+        if (zeros.size() < size)
+            zeros.resize(static_cast<std::size_t>(size));
+        return ByteView(zeros).first(static_cast<std::size_t>(size));
     }
 
     ForwardReader reader;
@@ -190,11 +193,9 @@ std::vector<ExpectedTrack> writeIsoIndexFirst(const SourceFile &media,
     const std::uint64_t size = sizeOf(spans);
     const Bytes type = fileTypeOf(description, recording);
     const Bytes header = mediaHeader(size);
-    const Bytes index = placeIndex(description, recording, type.size() + header.size());
-
     OutputFile output(path);
     output.write(type);
-    output.write(index);
+    output.write(placeIndex(description, recording, type.size() + header.size()));
     output.write(header);
     std::vector<ExpectedTrack> expected(recording.tracks.size());
     SpanCopy copy(media, std::move(spans), output);

@@ -51,7 +51,14 @@ public:
 
     Bytes write()
     {
+        // Of millions of packets: one that grows as it is filled would be there twice at times.
+        constexpr std::size_t mostOfPacket = 24;
+        constexpr std::size_t rest = 65536;
+        std::size_t packets = 0;
+        for (const TrackTiming &track : timing)
+            packets += track.keptPackets;
         Bytes index;
+        index.reserve(rest + packets * mostOfPacket);
         appendBox(index, fourCc("moov"), [this](Bytes &target) { appendMovie(target); });
         return index;
     }

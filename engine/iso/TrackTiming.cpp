@@ -66,6 +66,24 @@ std::int64_t endOf(const IsoTrack &track)
     return std::prev(last)->time;
 }
 
+/**
+ * When the last picture that is shown ends, which is later than the last that is decoded.
+ *
+ * @param end when the last kept packet ends in the order of decoding
+ */
+std::int64_t shownUntil(const IsoTrack &track, std::int64_t end)
+{
+    std::int64_t lastDecoded = 0;
+    std::int64_t lastShown = 0;
+    for (const Packet &packet : track.packets) {
+        if (packet.isLost != 0)
+            continue;
+        lastDecoded = packet.time;
+        lastShown = std::max(lastShown, packet.time + packet.compositionOffset);
+    }
+    return std::max(end, lastShown + (end - lastDecoded));
+}
+
 /** When the first kept packet is shown at the earliest, in seconds of the damaged recording. */
 double startOf(const IsoTrack &track, const PlainEdits &edits, std::int64_t movieTimescale)
 {
@@ -126,7 +144,8 @@ std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording
         if (times.keptPackets == 0)
             continue;
         const std::int64_t first = firstKept(track)->time;
-        times.mediaDuration = endOf(track) - first;
+        const std::int64_t end = endOf(track);
+        times.mediaDuration = end - first;
         const bool isWhole = times.keptPackets == track.packets.size() && track.missing == 0 &&
                              !track.isRetimed && !track.isFragmented && first == 0 &&
                              !track.startsAtFirst;
@@ -135,8 +154,10 @@ std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording
         times.emptyTime = std::max<std::int64_t>(std::llround(lead * movieScale), 0);
         times.mediaStart =
             track.startsAtFirst ? 0 : std::max<std::int64_t>(edits[i].mediaStart - first, 0);
-        const double shown = static_cast<double>(times.mediaDuration - times.mediaStart) /
-                             static_cast<double>(track.timescale);
+        // Readers leave out what an edit list no longer shows.
+        const double shown =
+            static_cast<double>(shownUntil(track, end) - first - times.mediaStart) /
+            static_cast<double>(track.timescale);
         times.movieDuration =
             times.emptyTime + std::max<std::int64_t>(std::llround(shown * movieScale), 0);
         if (isWhole && track.statedMovieDuration > 0)

@@ -36,11 +36,22 @@ constexpr std::uint32_t duration = 0x4489;
 
 constexpr std::uint32_t trackEntry = 0xAE;
 constexpr std::uint32_t trackNumber = 0xD7;
+constexpr std::uint32_t trackUid = 0x73C5;
 constexpr std::uint32_t trackType = 0x83;
 constexpr std::uint32_t codecId = 0x86;
 constexpr std::uint32_t codecPrivate = 0x63A2;
 constexpr std::uint32_t defaultDuration = 0x23E383;
 constexpr std::uint32_t contentEncodings = 0x6D80;
+
+constexpr std::uint32_t video = 0xE0;
+constexpr std::uint32_t pixelWidth = 0xB0;
+constexpr std::uint32_t pixelHeight = 0xBA;
+constexpr std::uint32_t displayWidth = 0x54B0;
+constexpr std::uint32_t displayHeight = 0x54BA;
+constexpr std::uint32_t audio = 0xE1;
+constexpr std::uint32_t samplingFrequency = 0xB5;
+constexpr std::uint32_t channels = 0x9F;
+constexpr std::uint32_t bitDepth = 0x6264;
 
 constexpr std::uint32_t seek = 0x4DBB;
 constexpr std::uint32_t seekId = 0x53AB;

@@ -1,10 +1,12 @@
 #include "engine/matroska/MatroskaReader.h"
 
+#include "engine/matroska/LostTracks.h"
+#include "engine/matroska/TrackEntries.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
 #include <map>
-#include <string>
 
 namespace {
 
@@ -30,72 +32,6 @@ template <std::size_t Size>
 bool contains(const std::array<std::uint32_t, Size> &ids, std::uint32_t id)
 {
     return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
-
-std::string textOf(const SourceFile &source, const Element &element)
-{
-    constexpr std::uint64_t longest = 64;
-    const ByteView bytes = source.view(
-        element.body(), static_cast<std::size_t>(std::min(element.bodySize(), longest)));
-    std::string text(bytes.begin(), bytes.end());
-    return text.substr(0, text.find('\0'));
-}
-
-/** What a track's packets look like, by the name of its codec and its private data. */
-void setContent(const SourceFile &source, const std::vector<Element> &fields, MatroskaTrack &track)
-{
-    const bool isAvc = track.codec == "V_MPEG4/ISO/AVC";
-    const bool isHevc = track.codec == "V_MPEGH/ISO/HEVC";
-    const auto data = findElement(fields, MatroskaId::codecPrivate);
-    if ((isAvc || isHevc) && data) {
-        const std::uint64_t place = isAvc ? 4 : 21;
-        const ByteView byte = source.view(data->body() + place, 1);
-        track.content = {.nalLengthSize = byte.empty() ? 4 : (byte[0] & 3U) + 1,
-                         .isHevc = isHevc,
-                         .impossibleZeros = PacketContent::zerosInPicture};
-    } else if (track.codec.starts_with("A_AAC")) {
-        track.content.impossibleZeros = PacketContent::zerosInSound;
-    }
-    const bool isEncoded = findElement(fields, MatroskaId::contentEncodings).has_value();
-    track.isVerbatim =
-        !isEncoded && (isAvc || isHevc || track.codec.starts_with("A_AAC") ||
-                       track.codec.starts_with("A_PCM") || track.codec == "A_OPUS" ||
-                       track.codec == "A_AC3" || track.codec == "V_VP8" || track.codec == "V_VP9");
-    if (isEncoded)
-        track.content = {};
-}
-
-std::vector<MatroskaTrack> readTracks(const SourceFile &source, const Element &element,
-                                      std::uint64_t timestampScale)
-{
-    constexpr std::int64_t nanosecondsPerSecond = 1000000000;
-    constexpr std::uint64_t videoType = 1;
-    constexpr std::uint64_t audioType = 2;
-    std::vector<MatroskaTrack> tracks;
-    for (const Element &entry : childrenOf(source, element)) {
-        const auto fields = childrenOf(source, entry);
-        const auto number = findElement(fields, MatroskaId::trackNumber);
-        if (entry.id != MatroskaId::trackEntry || entry.isCut || !number)
-            continue;
-        MatroskaTrack track;
-        track.number = numberOf(source, *number);
-        track.timescale = std::max<std::int64_t>(
-            nanosecondsPerSecond / static_cast<std::int64_t>(timestampScale), 1);
-        if (const auto type = findElement(fields, MatroskaId::trackType)) {
-            const std::uint64_t value = numberOf(source, *type);
-            track.kind = value == videoType   ? TrackKind::Video
-                         : value == audioType ? TrackKind::Audio
-                                              : TrackKind::Other;
-        }
-        if (const auto codec = findElement(fields, MatroskaId::codecId))
-            track.codec = textOf(source, *codec);
-        if (const auto length = findElement(fields, MatroskaId::defaultDuration))
-            track.lastDuration =
-                static_cast<std::int64_t>(numberOf(source, *length) / timestampScale);
-        setContent(source, fields, track);
-        tracks.push_back(std::move(track));
-    }
-    return tracks;
 }
 
 /** The fixed part of a block. */
@@ -133,6 +69,10 @@ class Walk
 {
 public:
     explicit Walk(const SourceFile &file) : source(file) {}
+    Walk(const SourceFile &file, MatroskaRecording described)
+        : source(file), recording(std::move(described)), isDescribed(true)
+    {
+    }
 
     MatroskaRecording run()
     {
@@ -140,8 +80,11 @@ public:
         while (position < source.size()) {
             const auto element = readElement(source, position, source.size());
             const std::uint64_t next = element ? take(*element) : 0;
+            isInCluster = isInCluster && next > position;
             position = next > position ? next : resume(position + 1);
         }
+        if (!recording.tracksElement && !recording.tracks.empty())
+            describeLostTracks(source, secondsPerBlock(), lateTracks, recording);
         guessTimes();
         return std::move(recording);
     }
@@ -157,6 +100,7 @@ private:
         case MatroskaId::cluster:
             recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
             clusterEnd = element.isOpen || element.isCut ? source.size() : element.end;
+            isInCluster = true;
             return element.body();
         case MatroskaId::clusterTime:
             return takeClusterTime(element);
@@ -229,6 +173,8 @@ private:
         // One that does not fill itself with its children has been overwritten.
         if (children.empty() || children.back().end != element.end || children.back().isCut)
             return element.end;
+        if (isDescribed)
+            return element.end;
         if (element.id == MatroskaId::header && !recording.header) {
             recording.header = element;
         } else if (element.id == MatroskaId::info && !recording.info) {
@@ -236,6 +182,8 @@ private:
             if (const auto scale = findElement(children, MatroskaId::timestampScale))
                 recording.timestampScale =
                     std::clamp<std::uint64_t>(numberOf(source, *scale), 1, 1000000000);
+        } else if (element.id == MatroskaId::tracks && !recording.tracks.empty()) {
+            lateTracks = lateTracks.value_or(element);
         } else if (element.id == MatroskaId::tracks && !recording.tracksElement) {
             recording.tracksElement = element;
             recording.tracks = readTracks(source, element, recording.timestampScale);
@@ -254,14 +202,36 @@ private:
         return found != recording.tracks.end() ? &*found : nullptr;
     }
 
-    struct FoundBlock
+    /**
+     * Where the file has lost the list of its tracks, blocks tell which there are: those in an
+     * undamaged cluster, and the very first.
+     */
+    bool mayBeTrack(std::uint64_t number)
     {
-        MatroskaTrack *track;
-        BlockHeader header;
-    };
+        constexpr std::uint64_t highestNumber = 126;
+        if (trackOf(number) != nullptr)
+            return true;
+        return !recording.tracksElement && number > 0 && number <= highestNumber &&
+               (isInCluster || recording.tracks.empty());
+    }
+
+    MatroskaTrack &addTrack(std::uint64_t number)
+    {
+        const auto place = std::lower_bound(
+            recording.tracks.begin(), recording.tracks.end(), number,
+            [](const MatroskaTrack &track, std::uint64_t one) { return track.number < one; });
+        const auto index = place - recording.tracks.begin();
+        largestBlocks.resize(recording.tracks.size());
+        largestBlocks.insert(largestBlocks.begin() + index, 0);
+        for (Belonging &block : clusterOfPacket)
+            block.track += block.track >= static_cast<std::uint32_t>(index) ? 1U : 0U;
+        MatroskaTrack track;
+        track.number = number;
+        return *recording.tracks.insert(place, std::move(track));
+    }
 
     /** The element is a block of a known track, by all that can be told from its headers. */
-    std::optional<FoundBlock> blockIn(const Element &element)
+    std::optional<BlockHeader> blockIn(const Element &element)
     {
         if (element.isOpen || element.isCut || element.size() > largestBlock)
             return std::nullopt;
@@ -276,32 +246,33 @@ private:
             isKey = !findElement(children, MatroskaId::reference);
         }
         auto header = readBlockHeader(source, block);
-        MatroskaTrack *track = header ? trackOf(header->track) : nullptr;
-        if (track == nullptr || header->frames > block.end)
+        if (!header || !mayBeTrack(header->track) || header->frames > block.end)
             return std::nullopt;
         header->isKey = header->isKey || isKey;
-        return FoundBlock{track, *header};
+        return header;
     }
 
     std::uint64_t takeBlock(const Element &element)
     {
-        const auto found = blockIn(element);
-        if (!found)
+        const auto header = blockIn(element);
+        if (!header)
             return 0;
         // Behind the end of the last cluster, this one's header is lost.
         if (recording.clusters.empty() || element.offset >= clusterEnd) {
             recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
             clusterEnd = source.size();
         }
-        MatroskaTrack &track = *found->track;
+        // The header of its cluster is lost, and what follows it is not.
+        isInCluster = isInCluster || recording.tracks.empty();
+        MatroskaTrack *known = trackOf(header->track);
+        MatroskaTrack &track = known != nullptr ? *known : addTrack(header->track);
         // Where the next one is not in its place, the size may be wrong.
         if (!leadsOn(element.end) && element.size() > 2 * largestSeen(track))
             return 0;
-        Packet packet = {.time = found->header.time,
-                         .size = static_cast<std::uint32_t>(element.size())};
+        Packet packet = {.time = header->time, .size = static_cast<std::uint32_t>(element.size())};
         packet.setOffset(element.offset);
-        packet.setKey(found->header.isKey);
-        track.hasLacing = track.hasLacing || found->header.hasLacing;
+        packet.setKey(header->isKey);
+        track.hasLacing = track.hasLacing || header->hasLacing;
         track.packets.push_back(packet);
         clusterOfPacket.push_back({static_cast<std::uint32_t>(recording.clusters.size() - 1),
                                    static_cast<std::uint32_t>(&track - recording.tracks.data())});
@@ -378,6 +349,13 @@ private:
         std::int64_t first = std::numeric_limits<std::int64_t>::max();
         std::int64_t last = std::numeric_limits<std::int64_t>::min();
         std::int64_t count = 0;
+
+        void add(std::int64_t time)
+        {
+            first = std::min(first, time);
+            last = std::max(last, time);
+            ++count;
+        }
     };
 
     Extent extentOf(std::size_t cluster, std::size_t track) const
@@ -387,13 +365,44 @@ private:
         for (const Belonging &block : clusterOfPacket) {
             const Packet &packet =
                 recording.tracks[block.track].packets[nextOfTrack[block.track]++];
-            if (block.cluster != cluster || block.track != track)
-                continue;
-            extent.first = std::min<std::int64_t>(extent.first, packet.time);
-            extent.last = std::max<std::int64_t>(extent.last, packet.time);
-            ++extent.count;
+            if (block.cluster == cluster && block.track == track)
+                extent.add(packet.time);
         }
         return extent;
+    }
+
+    /** From one block of each track to the next, in the mean, as the clusters have them. */
+    std::vector<double> secondsPerBlock() const
+    {
+        std::vector<Extent> extents(recording.tracks.size());
+        std::vector<std::int64_t> times(recording.tracks.size());
+        std::vector<std::int64_t> steps(recording.tracks.size());
+        std::vector<std::size_t> nextOfTrack(recording.tracks.size());
+        const auto addExtents = [&] {
+            for (std::size_t i = 0; i < extents.size(); ++i) {
+                if (extents[i].count > 1) {
+                    times[i] += extents[i].last - extents[i].first;
+                    steps[i] += extents[i].count - 1;
+                }
+                extents[i] = {};
+            }
+        };
+        std::uint32_t cluster = 0;
+        for (const Belonging &block : clusterOfPacket) {
+            if (block.cluster != cluster)
+                addExtents();
+            cluster = block.cluster;
+            extents[block.track].add(
+                recording.tracks[block.track].packets[nextOfTrack[block.track]++].time);
+        }
+        addExtents();
+        std::vector<double> seconds;
+        for (std::size_t i = 0; i < times.size(); ++i)
+            seconds.push_back(steps[i] > 0
+                                  ? static_cast<double>(times[i]) / static_cast<double>(steps[i]) /
+                                        static_cast<double>(timescaleOf(recording.timestampScale))
+                                  : 0);
+        return seconds;
     }
 
     /** When a cluster begins so that its sound ends where that of the next one begins. */
@@ -436,17 +445,19 @@ private:
             cluster.time = std::max<std::int64_t>(time.value_or(cluster.time), 0);
         }
         std::vector<std::size_t> nextOfTrack(recording.tracks.size());
-        std::vector<std::int64_t> latest(recording.tracks.size(), 0);
+        std::vector<std::optional<std::int64_t>> latest(recording.tracks.size());
         for (const auto &[clusterIndex, trackIndex] : clusterOfPacket) {
             MatroskaTrack &track = recording.tracks[trackIndex];
             Packet &packet = track.packets[nextOfTrack[trackIndex]++];
             MatroskaCluster &cluster = recording.clusters[clusterIndex];
-            if (cluster.isTimeGuessed && cluster.time == 0) {
+            std::optional<std::int64_t> &before = latest[trackIndex];
+            // Before the first packet of all, nothing need be lost.
+            if (cluster.isTimeGuessed && cluster.time == 0 && before) {
                 const std::int64_t step = std::max<std::int64_t>(track.lastDuration, 1);
-                cluster.time = std::max<std::int64_t>(latest[trackIndex] + step - packet.time, 0);
+                cluster.time = std::max<std::int64_t>(*before + step - packet.time, 0);
             }
             packet.time += cluster.time;
-            latest[trackIndex] = std::max(latest[trackIndex], packet.time);
+            before = std::max(before.value_or(packet.time), packet.time);
         }
     }
 
@@ -458,7 +469,13 @@ private:
 
     const SourceFile &source;
     MatroskaRecording recording;
+    /** Its tracks are known beforehand, from another file. */
+    bool isDescribed = false;
     std::uint64_t clusterEnd = 0;
+    /** Nothing was skipped since the beginning of the cluster. */
+    bool isInCluster = false;
+    /** A list of tracks that came when blocks had been found already. */
+    std::optional<Element> lateTracks;
     /** What places in the file count from. */
     std::optional<std::uint64_t> segmentBody;
     /** Times of the index by the places of their clusters. */
@@ -467,6 +484,14 @@ private:
     std::vector<Belonging> clusterOfPacket;
     std::vector<std::uint64_t> largestBlocks;
 };
+
+std::optional<MatroskaRecording> withPackets(MatroskaRecording recording)
+{
+    const bool hasPackets =
+        std::any_of(recording.tracks.begin(), recording.tracks.end(),
+                    [](const MatroskaTrack &track) { return !track.packets.empty(); });
+    return hasPackets ? std::optional(std::move(recording)) : std::nullopt;
+}
 
 } // namespace
 
@@ -478,9 +503,22 @@ bool looksLikeMatroska(const SourceFile &source)
 
 std::optional<MatroskaRecording> readMatroska(const SourceFile &source)
 {
-    MatroskaRecording recording = Walk(source).run();
-    const bool hasPackets =
-        std::any_of(recording.tracks.begin(), recording.tracks.end(),
-                    [](const MatroskaTrack &track) { return !track.packets.empty(); });
-    return hasPackets ? std::optional(std::move(recording)) : std::nullopt;
+    return withPackets(Walk(source).run());
+}
+
+std::optional<MatroskaRecording> readMatroskaLike(const SourceFile &source,
+                                                  const SourceFile &sample)
+{
+    const MatroskaRecording ofSample = Walk(sample).run();
+    // What else the sample says, such as its title, is of itself.
+    MatroskaRecording described;
+    described.header = ofSample.header;
+    described.tracksElement = ofSample.tracksElement;
+    described.timestampScale = ofSample.timestampScale;
+    described.tracks = ofSample.tracks;
+    for (MatroskaTrack &track : described.tracks) {
+        track.packets.clear();
+        track.hasLacing = false;
+    }
+    return withPackets(Walk(source, std::move(described)).run());
 }

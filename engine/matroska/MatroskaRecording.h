@@ -16,6 +16,8 @@ struct MatroskaTrack : Track
     bool isVerbatim = false;
     /** Some block holds several frames. */
     bool hasLacing = false;
+    /** The file says, or its packets do, how it is coded. Otherwise it cannot be in an output. */
+    bool isDescribed = true;
 };
 
 struct MatroskaCluster
@@ -34,6 +36,8 @@ struct MatroskaRecording
     std::optional<Element> header;
     std::optional<Element> info;
     std::optional<Element> tracksElement;
+    /** Descriptions made anew, where the file's own are lost; else empty. */
+    Bytes madeTracks;
     /** Chapters, tags, attachments. */
     std::vector<Element> others;
     /** Nanoseconds. */

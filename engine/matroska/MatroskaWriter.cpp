@@ -1,5 +1,6 @@
 #include "engine/matroska/MatroskaWriter.h"
 
+#include "engine/matroska/Block.h"
 #include "engine/recording/ForwardReader.h"
 #include "engine/recording/OutputFile.h"
 #include "engine/recording/PacketOrder.h"
@@ -13,63 +14,15 @@ namespace {
 // Room for the list of the parts' places, which are known at the end.
 constexpr std::size_t seekHeadRoom = 256;
 
-/** Where the frames of a block begin and end in its element. */
-struct Frames
-{
-    std::size_t from = 0;
-    std::size_t to = 0;
-};
-
-/** Length of the header that stands before an element's body; 0 when there is none. */
-std::size_t headerLength(ByteView bytes)
-{
-    if (bytes.empty())
-        return 0;
-    const auto idLength = static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
-    std::uint64_t size = 0;
-    if (idLength >= bytes.size())
-        return 0;
-    const unsigned sizeLength = readVariable(bytes.subspan(idLength), size);
-    return sizeLength == 0 ? 0 : idLength + sizeLength;
-}
-
-Frames framesOf(ByteView element)
-{
-    Frames frames = {.to = element.size()};
-    std::size_t position = headerLength(element);
-    // A group holds its block among other things.
-    if (element[0] == MatroskaId::blockGroup) {
-        while (position < element.size()) {
-            const std::size_t header = headerLength(element.subspan(position));
-            std::uint64_t size = 0;
-            if (header == 0 || readVariable(element.subspan(position + 1), size) == 0)
-                return {};
-            const bool isBlock = element[position] == MatroskaId::block;
-            position += header;
-            if (isBlock) {
-                frames.to = position + static_cast<std::size_t>(size);
-                break;
-            }
-            position += static_cast<std::size_t>(size);
-        }
-    }
-    std::uint64_t track = 0;
-    const unsigned length =
-        position < element.size() ? readVariable(element.subspan(position), track) : 0;
-    constexpr std::size_t fixedPart = 3;
-    frames.from = position + length + fixedPart;
-    return length > 0 && frames.from <= frames.to && frames.to <= element.size() ? frames
-                                                                                 : Frames();
-}
-
 class Writer
 {
 public:
-    Writer(const SourceFile &file, MatroskaRecording &target, const std::string &path)
-        : source(file),
+    Writer(const SourceFile &media, const SourceFile &described, MatroskaRecording &target,
+           const std::string &path)
+        : description(described),
           recording(target),
           output(path),
-          reader(file, "copied"),
+          reader(media, "copied"),
           expected(target.tracks.size())
     {
         for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -82,13 +35,18 @@ public:
     std::vector<ExpectedTrack> run()
     {
         writeHeader();
-        copy(MatroskaId::tracks, *recording.tracksElement);
+        writeTracks();
         for (const Element &element : recording.others)
             copy(element.id, element);
         writeClusters();
         writeCues();
         finish();
-        return std::move(expected);
+        std::vector<ExpectedTrack> written;
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            if (recording.tracks[i].isDescribed)
+                written.push_back(std::move(expected[i]));
+        }
+        return written;
     }
 
 private:
@@ -96,7 +54,7 @@ private:
     {
         Bytes bytes;
         if (recording.header)
-            bytes = source.copy(recording.header->offset, recording.header->size());
+            bytes = description.copy(recording.header->offset, recording.header->size());
         else
             appendElement(bytes, MatroskaId::header, documentType());
         segmentStart = bytes.size();
@@ -132,10 +90,10 @@ private:
         if (!recording.info)
             appendNumber(body, MatroskaId::timestampScale, recording.timestampScale);
         else
-            for (const Element &field : childrenOf(source, *recording.info)) {
+            for (const Element &field : childrenOf(description, *recording.info)) {
                 if (field.id != MatroskaId::duration && field.id != MatroskaId::filler &&
                     field.id != MatroskaId::checksum)
-                    appendBytes(body, source.copy(field.offset, field.size()));
+                    appendBytes(body, description.copy(field.offset, field.size()));
             }
         Bytes info;
         appendElement(info, MatroskaId::info, body);
@@ -145,7 +103,17 @@ private:
     void copy(std::uint32_t id, const Element &element)
     {
         places.try_emplace(id, output.position() - segmentBody);
-        output.write(source.copy(element.offset, element.size()));
+        output.write(description.copy(element.offset, element.size()));
+    }
+
+    void writeTracks()
+    {
+        if (recording.tracksElement) {
+            copy(MatroskaId::tracks, *recording.tracksElement);
+            return;
+        }
+        places.try_emplace(MatroskaId::tracks, output.position() - segmentBody);
+        output.write(recording.madeTracks);
     }
 
     void writeClusters()
@@ -161,7 +129,8 @@ private:
                 pending = recording.clusters[next++];
                 hasPending = true;
             }
-            writeBlock(entry.track, *entry.packet);
+            if (entry.packet->isLost == 0)
+                writeBlock(entry.track, *entry.packet);
         }
         closeCluster();
     }
@@ -170,7 +139,7 @@ private:
     {
         MatroskaTrack &track = recording.tracks[index];
         const ByteView element = reader.read(packet.offset, packet.size);
-        const Frames frames = element.size() == packet.size ? framesOf(element) : Frames();
+        const FrameSpan frames = element.size() == packet.size ? framesOf(element) : FrameSpan();
         const ByteView content = element.subspan(frames.from, frames.to - frames.from);
         if (frames.to == 0 || PacketContent::isOverwritten(content, track.content)) {
             packet.setLost(true);
@@ -258,7 +227,7 @@ private:
         output.close();
     }
 
-    const SourceFile &source;
+    const SourceFile &description;
     MatroskaRecording &recording;
     OutputFile output;
     ForwardReader reader;
@@ -283,5 +252,11 @@ private:
 std::vector<ExpectedTrack> writeMatroska(const SourceFile &source, MatroskaRecording &recording,
                                          const std::string &path)
 {
-    return Writer(source, recording, path).run();
+    return writeMatroskaLike(source, source, recording, path);
+}
+
+std::vector<ExpectedTrack> writeMatroskaLike(const SourceFile &media, const SourceFile &description,
+                                             MatroskaRecording &recording, const std::string &path)
+{
+    return Writer(media, description, recording, path).run();
 }

@@ -17,3 +17,7 @@
  */
 std::vector<ExpectedTrack> writeMatroska(const SourceFile &source, MatroskaRecording &recording,
                                          const std::string &path);
+
+/** The same with header and description of tracks from another file: see readMatroskaLike(). */
+std::vector<ExpectedTrack> writeMatroskaLike(const SourceFile &media, const SourceFile &description,
+                                             MatroskaRecording &recording, const std::string &path);

@@ -44,6 +44,7 @@ using IoPtr = std::unique_ptr<AVIOContext, IoDeleter>;
 using PacketPtr = std::unique_ptr<AVPacket, Deleter<av_packet_free>>;
 using FramePtr = std::unique_ptr<AVFrame, Deleter<av_frame_free>>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, Deleter<avcodec_free_context>>;
+using ParametersPtr = std::unique_ptr<AVCodecParameters, Deleter<avcodec_parameters_free>>;
 using InputPtr = std::unique_ptr<AVFormatContext, Deleter<avformat_close_input>>;
 using SwsPtr = std::unique_ptr<SwsContext, SwsDeleter>;
 

@@ -1,6 +1,9 @@
 #include "engine/media/FfmpegRepair.h"
 
 #include "engine/EngineError.h"
+#include "engine/avi/AviPadding.h"
+#include "engine/device/AviDevice.h"
+#include "engine/log/LogLine.h"
 #include "engine/media/AsideFile.h"
 #include "engine/media/ClockMender.h"
 #include "engine/media/MediaOutput.h"
@@ -321,14 +324,18 @@ RepairReport repairWithFfmpeg(MediaInput &input, const std::string &damagedPath,
                           std::string("Files of this kind can be read but not written: ") +
                               input.context().iformat->long_name);
 
+    // FFmpeg's writer knows no place for the device in AVI.
+    const Bytes device = *writer == "avi" ? aviDeviceList(SourceFile(damagedPath)) : Bytes();
     AsideFile aside(outputPath, damagedPath);
-    MediaOutput output(input, aside.path(), *writer);
+    MediaOutput output(input, aside.path(), *writer, paddingFor(device));
     RepairReport report = PacketCopy(input, output, damagedPath, damage).run();
     report.container = *writer;
     if (report.kept() == 0)
         throw EngineError(ErrorCode::NothingReadable,
                           "Nothing in the file can be read any more: " + damagedPath);
     const std::vector<WrittenStream> written = output.finish();
+    if (!device.empty() && !putIntoPadding(aside.path(), device))
+        logLine(TarnLogWarn, "there is no room for the device's name");
     readBack(aside.path(), written);
     aside.publish();
     return report;

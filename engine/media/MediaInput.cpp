@@ -60,10 +60,10 @@ std::int64_t seekPieces(void *opaque, std::int64_t offset, int whence)
 
 } // namespace
 
-MediaInput::MediaInput(const std::string &path)
+MediaInput::MediaInput(const std::string &path, TransportPackets transport)
 {
     requireReadable(path);
-    open(nullptr, nullptr, Ffmpeg::fileUrl(path), path);
+    open(nullptr, nullptr, Ffmpeg::fileUrl(path), path, transport);
 }
 
 MediaInput::MediaInput(std::unique_ptr<PiecedFile> file, const char *reader)
@@ -80,11 +80,12 @@ MediaInput::MediaInput(std::unique_ptr<PiecedFile> file, const char *reader)
     if (!reading || context == nullptr)
         throw std::bad_alloc();
     context->pb = reading.get();
-    open(context, reader, pieced->damaged().path(), pieced->damaged().path());
+    open(context, reader, pieced->damaged().path(), pieced->damaged().path(),
+         TransportPackets::Parsed);
 }
 
 void MediaInput::open(AVFormatContext *context, const char *reader, const std::string &url,
-                      const std::string &path)
+                      const std::string &path, TransportPackets transport)
 {
     AVDictionary *options = nullptr;
     av_dict_set(&options, "format_whitelist", containers, 0);
@@ -99,6 +100,9 @@ void MediaInput::open(AVFormatContext *context, const char *reader, const std::s
         throw EngineError(ErrorCode::NotRecognised, "The file cannot be read as a video (" +
                                                         Ffmpeg::errorText(result) + "): " + path);
     input.reset(context);
+    // Before the streams are looked for: a parser that has begun goes on.
+    if (transport == TransportPackets::AsStored && transportPacketSize() > 0)
+        context->flags |= AVFMT_FLAG_NOPARSE;
     // What it cannot find out stays unknown; the packets may be readable all the same.
     avformat_find_stream_info(context, nullptr);
 }

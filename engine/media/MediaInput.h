@@ -13,6 +13,14 @@ struct PiecesPlace
     std::uint64_t position = 0;
 };
 
+/** How packets come out of a transport stream. */
+enum class TransportPackets {
+    /** Cut into pictures and frames, whatever the pieces of the stream are. */
+    Parsed,
+    /** As the stream's pieces have them: quicker, and nothing is left out. */
+    AsStored,
+};
+
 /** A media file opened for reading, damaged or not, as far as FFmpeg's libraries can open it. */
 class MediaInput
 {
@@ -23,7 +31,8 @@ public:
      * Throws FileNotReadable when the file cannot be opened, NotRecognised when it is no media
      * that can be opened as it stands.
      */
-    explicit MediaInput(const std::string &path);
+    explicit MediaInput(const std::string &path,
+                        TransportPackets transport = TransportPackets::Parsed);
 
     /**
      * Opens a mended file that is nowhere written. Throws NotRecognised.
@@ -67,7 +76,7 @@ public:
 
 private:
     void open(AVFormatContext *context, const char *reader, const std::string &url,
-              const std::string &path);
+              const std::string &path, TransportPackets transport);
 
     /** Read through `reading`, where there is no file to be opened by name. */
     std::unique_ptr<PiecedFile> pieced;

@@ -152,8 +152,11 @@ std::optional<std::string> writerFor(const AVFormatContext &input, const std::st
 }
 
 MediaOutput::MediaOutput(const MediaInput &input, const std::string &outputPath,
-                         const std::string &writerName)
-    : path(outputPath), writer(writerName), transportPacketSize(input.transportPacketSize())
+                         const std::string &writerName, std::size_t padding)
+    : path(outputPath),
+      writer(writerName),
+      headerPadding(padding),
+      transportPacketSize(input.transportPacketSize())
 {
     int result = open(input.context(), Streams::All);
     // Some writers refuse the whole file because of one stream of data that they do not know.
@@ -178,6 +181,10 @@ int MediaOutput::open(const AVFormatContext &source, Streams streams)
         result < 0)
         return result;
     output->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+    // The writer's own choice is more than nothing.
+    constexpr std::size_t usualPadding = 1016;
+    if (headerPadding > usualPadding)
+        output->metadata_header_padding = static_cast<int>(headerPadding);
     int result = addStreams(source, streams);
     if (result >= 0)
         result = avio_open(&output->pb, output->url, AVIO_FLAG_WRITE);
@@ -267,6 +274,16 @@ void MediaOutput::mendTimes(AVPacket &packet, std::size_t index)
     packet.dts = stamps.decode.value_or(AV_NOPTS_VALUE);
 }
 
+void MediaOutput::writeEmptyFirst(int index)
+{
+    const Ffmpeg::PacketPtr empty = Ffmpeg::makePacket();
+    empty->stream_index = index;
+    empty->pts = empty->dts = 0;
+    empty->duration = 1;
+    if (const int result = av_interleaved_write_frame(output, empty.get()); result < 0)
+        throw notWritten(result);
+}
+
 bool MediaOutput::write(AVPacket &packet)
 {
     packet.stream_index = streamMap[static_cast<std::size_t>(packet.stream_index)];
@@ -275,6 +292,11 @@ bool MediaOutput::write(AVPacket &packet)
     WrittenStream &stream = written[static_cast<std::size_t>(packet.stream_index)];
     const WrittenStream::Times times =
         timesOf(packet, output->streams[packet.stream_index]->time_base);
+    // FFmpeg's writer of AVI leaves no time before a first picture by itself.
+    if (writer == "avi" && stream.kind == AVMEDIA_TYPE_VIDEO && stream.times.empty() &&
+        packet.dts > 0)
+        writeEmptyFirst(packet.stream_index);
+    const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     // The writer takes the packet's bytes for its own, and gives none back that it refuses.
     stream.digest.addBytes({packet.data, static_cast<std::size_t>(packet.size)});
     const int result = av_interleaved_write_frame(output, &packet);
@@ -286,6 +308,7 @@ bool MediaOutput::write(AVPacket &packet)
     if (result < 0)
         return false;
     stream.times.push_back(times);
+    stream.keys.push_back(isKey);
     return true;
 }
 

@@ -25,8 +25,10 @@ public:
      * Throws OutputNotWritten, and ContainerNotWritable when it can take none.
      *
      * @param writer as writerFor() names it
+     * @param padding bytes to be left free in the header, at least, where the container has such
      */
-    MediaOutput(const MediaInput &input, const std::string &path, const std::string &writer);
+    MediaOutput(const MediaInput &input, const std::string &path, const std::string &writer,
+                std::size_t padding = 0);
     ~MediaOutput();
     MediaOutput(const MediaOutput &) = delete;
     MediaOutput &operator=(const MediaOutput &) = delete;
@@ -50,11 +52,14 @@ private:
     int open(const AVFormatContext &source, Streams streams);
     int addStreams(const AVFormatContext &source, Streams streams);
     int writeHeader(const AVFormatContext &source);
+    /** Something of no size at time zero of a stream. */
+    void writeEmptyFirst(int index);
     void mendTimes(AVPacket &packet, std::size_t index);
     void close();
 
     std::string path;
     std::string writer;
+    std::size_t headerPadding;
     /** Of the input; 0 when it is no transport stream. */
     int transportPacketSize;
     AVFormatContext *output = nullptr;

@@ -55,7 +55,8 @@ bool addWithoutHoles(PiecedFile &file)
     return (isAvi(source) && addDamagedAvi(file)) || (isFlv(source) && addDamagedFlv(file));
 }
 
-std::unique_ptr<MediaInput> openPieces(const std::string &path, bool (*add)(PiecedFile &))
+template <typename Add>
+std::unique_ptr<MediaInput> openPieces(const std::string &path, Add add)
 try {
     auto file = std::make_unique<PiecedFile>(path);
     return add(*file) ? std::make_unique<MediaInput>(std::move(file)) : nullptr;
@@ -75,6 +76,11 @@ std::unique_ptr<MediaInput> openMended(const std::string &path)
 std::unique_ptr<MediaInput> openWithoutHoles(const std::string &path)
 {
     return openPieces(path, addWithoutHoles);
+}
+
+std::unique_ptr<MediaInput> openAviLike(const std::string &path, const SourceFile &sample)
+{
+    return openPieces(path, [&sample](PiecedFile &file) { return addAviLike(file, sample); });
 }
 
 std::unique_ptr<MediaInput> openElementary(const std::string &path)

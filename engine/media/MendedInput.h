@@ -21,6 +21,12 @@ std::unique_ptr<MediaInput> openMended(const std::string &path);
 std::unique_ptr<MediaInput> openWithoutHoles(const std::string &path);
 
 /**
+ * Opens an AVI file that has lost its header with that of a sample, without what lies between its
+ * sound parts. Null when nothing of it can be told even so. Throws FileNotReadable.
+ */
+std::unique_ptr<MediaInput> openAviLike(const std::string &path, const SourceFile &sample);
+
+/**
  * Opens the first key picture, and some after it, of a file of which nothing else may be left; see
  * addElementaryVideo(). Null when there is none. Throws FileNotReadable.
  */

@@ -44,8 +44,17 @@ RepairReport reportOf(const IsoRecording &recording)
 RepairReport reportOf(const MatroskaRecording &recording)
 {
     RepairReport report = {.container = "matroska"};
-    for (const MatroskaTrack &track : recording.tracks)
-        report.tracks.push_back(reportOf(static_cast<const Track &>(track)));
+    for (const bool isDescribed : {true, false}) {
+        for (const MatroskaTrack &track : recording.tracks) {
+            if (track.isDescribed != isDescribed)
+                continue;
+            report.tracks.push_back(reportOf(static_cast<const Track &>(track)));
+            report.streamsLeftOut += isDescribed ? 0 : 1;
+        }
+    }
+    if (!recording.madeTracks.empty())
+        report.remarks.emplace_back("The header that says how pictures and sound are coded is "
+                                    "lost and was made anew by what they say themselves.");
     if (std::any_of(recording.clusters.begin(), recording.clusters.end(),
                     [](const MatroskaCluster &cluster) { return cluster.isTimeGuessed; }))
         report.remarks.emplace_back("Some times are lost and were derived from their neighbours.");

@@ -67,7 +67,10 @@ class Comparison
 {
 public:
     Comparison(const std::string &path, const std::vector<WrittenStream> &streams)
-        : input(path), written(streams), found(streams.size()), progress("checked", input.size())
+        : input(path, TransportPackets::AsStored),
+          written(streams),
+          found(streams.size()),
+          progress("checked", input.size())
     {
         // Times as they are stored, where they are.
         if (input.statesPacketSizes())
@@ -82,8 +85,10 @@ public:
                 throw notSound("it holds a packet that is not whole");
             progress.reach(static_cast<std::uint64_t>(std::max<std::int64_t>(packet->pos, 0)));
             // Empty ones stand for pictures that are not there.
-            if (const auto index = indexOf(packet->stream_index); index && packet->size > 0)
+            if (const auto index = indexOf(packet->stream_index); index && packet->size > 0) {
+                markKey(*packet, *index);
                 take(*packet, *index);
+            }
             av_packet_unref(packet.get());
         }
         if (!input.isAtEnd())
@@ -114,6 +119,16 @@ private:
         return std::nullopt;
     }
 
+    /** Pieces of a transport stream do not say themselves which of them are key pictures. */
+    void markKey(AVPacket &packet, std::size_t index) const
+    {
+        const auto &keys = written[index].keys;
+        const std::uint64_t number = found[index].packets;
+        if (input.transportPacketSize() > 0 && number < keys.size() &&
+            keys[static_cast<std::size_t>(number)])
+            packet.flags |= AV_PKT_FLAG_KEY;
+    }
+
     void take(const AVPacket &packet, std::size_t index)
     {
         FoundStream &stream = found[index];
@@ -141,9 +156,9 @@ private:
         const FoundStream &stream = found[index];
         const std::string name = " in stream " + std::to_string(index + 1);
         const std::uint64_t bytes = stream.digest.bytes();
-        const bool isWhole = input.statesPacketSizes()
-                                 ? bytes >= expected.digest.bytes()
-                                 : bytes * wholeParts >= expected.digest.bytes() * neededParts;
+        const bool isExact = input.statesPacketSizes() || input.transportPacketSize() > 0;
+        const bool isWhole = isExact ? bytes >= expected.digest.bytes()
+                                     : bytes * wholeParts >= expected.digest.bytes() * neededParts;
         if (expected.isRefused || expected.times.empty())
             return;
         if (!isWhole)

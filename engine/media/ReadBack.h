@@ -20,8 +20,9 @@ struct WrittenStream
     AVMediaType kind = AVMEDIA_TYPE_UNKNOWN;
     /** Of the bytes alone. */
     PacketDigest digest = {};
-    /** Of each packet, in order. */
+    /** Of each packet, in order: its times, and whether it is a key picture. */
     std::vector<Times> times = {};
+    std::vector<bool> keys = {};
     /** The writer did not take every packet: the bytes are not all in the file. */
     bool isRefused = false;
 };

@@ -14,6 +14,9 @@ public:
     ByteView read(std::uint64_t offset, std::size_t size);
 
 private:
+    /** Moves the window so that it begins at `offset` and holds `size` bytes, if they are there. */
+    void fill(std::uint64_t offset, std::size_t size);
+
     const SourceFile &source;
     Progress progress;
     Bytes window;

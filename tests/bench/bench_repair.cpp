@@ -239,6 +239,11 @@ public:
         measure("recorder.mkv", "20 blocks of 512 bytes zeroed",
                 one(Damage::zeroedBlocks, 20, 512, 4U));
         measure("recorder.mkv", "first 512 bytes zeroed", one(Damage::zeroedHead, 512));
+        for (const char *name :
+             {"inband.mkv", "inband-hevc.mkv", "pictures.mkv", "short.avi", "plain.avi"}) {
+            measure(name, "first 512 bytes zeroed", one(Damage::zeroedHead, 512));
+            measure(name, "first 2 KiB zeroed", one(Damage::zeroedHead, 2048));
+        }
         measure("camera.avi", "no index, no sizes", one(Damage::unfinishedAvi));
         measure("camera.avi", "first 2 KiB zeroed", one(Damage::zeroedHead, 2048));
         measure("camera.avi", "5 blocks of 64 KiB zeroed", one(Damage::zeroedBlocks, 5, 65536, 3U));

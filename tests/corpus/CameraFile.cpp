@@ -3,6 +3,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -186,10 +187,14 @@ QByteArray arrangedAsCamera(const QByteArray &file, const CameraLayout &layout)
         for (; first != last; ++first)
             output += *first;
     };
+    std::vector<std::size_t> order(tracks.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
     const auto pictures = static_cast<double>(tracks[0].size());
     const auto step = static_cast<std::size_t>(layout.picturesPerChunk);
     for (std::size_t from = 0; from < tracks[0].size(); from += step) {
-        for (std::size_t i = 0; i < tracks.size(); ++i) {
+        if (layout.changesOrder)
+            std::shuffle(order.begin() + 1, order.end(), generator);
+        for (const std::size_t i : order) {
             // Packets up to the same time.
             const double perPicture = static_cast<double>(tracks[i].size()) / pictures;
             const auto at = [&](std::size_t picture) {

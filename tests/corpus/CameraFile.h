@@ -14,6 +14,8 @@ struct CameraLayout
     QByteArray dataType;
     /** Packets of data begin with a mark and their size; otherwise they are noise. */
     bool isDataMarked = true;
+    /** The chunks of the other tracks follow in another order each time, by nobody's rule. */
+    bool changesOrder = false;
 };
 
 /**

@@ -110,6 +110,21 @@ QByteArray withExifList(QByteArray file)
     return file.replace(padding, whole.size(), whole);
 }
 
+/** Exif data of the video stream, in the place of what is reserved for its index. */
+QByteArray withStreamData(QByteArray file)
+{
+    QByteArray exif = "vendor" + exifDirectory("Stream Maker", "Stream Model");
+    exif.append(exif.size() % 2, '\0');
+    const qsizetype reserved = file.indexOf("JUNK");
+    const auto room = qFromLittleEndian<quint32>(file.constData() + reserved + 4);
+    if (reserved < 0 || reserved > file.indexOf("movi") ||
+        room < static_cast<quint32>(exif.size()) + 16)
+        qFatal("there is no room for a stream's data");
+    const QByteArray whole =
+        "strd" + littleEndian(exif.size()) + exif + "JUNK" + littleEndian(room - exif.size() - 8);
+    return file.replace(reserved, whole.size(), whole);
+}
+
 /** A master whose file says what recorded it. */
 Master withDevice(Master one, const char *make, const char *model,
                   QByteArray (*finish)(QByteArray) = nullptr)
@@ -176,6 +191,24 @@ std::vector<Master> otherMasters()
         master("inband-hevc.mp4", "the same with HEVC",
                "-c:v libx265 -preset ultrafast -x265-params "
                "log-level=none:pools=none:repeat-headers=1 -tag:v hev1 -an"),
+        master("inband.mkv",
+               "H.264 with its parameters before each key picture, AAC and MPEG audio",
+               withH264("-bsf:v dump_extra=freq=keyframe -map 0:v -map 1:a -map 1:a "
+                        "-c:a:0 aac -c:a:1 libmp3lame")),
+        master("inband-hevc.mkv", "HEVC with its parameters before each key picture, AC-3",
+               "-c:v libx265 -preset ultrafast -x265-params "
+               "log-level=none:pools=none:repeat-headers=1:keyint=50 -c:a ac3"),
+        master("untold.mkv",
+               "H.264 with its parameters before each key picture, sound that needs its header",
+               withH264("-bsf:v dump_extra=freq=keyframe -c:a libvorbis")),
+        master("pictures.mkv", "motion JPEG, plain sound of 24 bits",
+               "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s24le"),
+        master("short.avi", "motion JPEG, MPEG audio; a header of less than a kilobyte",
+               "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a libmp3lame "
+               "-reserve_index_space 16 -metadata_header_padding 0"),
+        master("plain.avi", "motion JPEG, plain sound of 16 bits; the same header",
+               "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le "
+               "-reserve_index_space 16 -metadata_header_padding 0"),
     };
 }
 
@@ -198,6 +231,9 @@ std::vector<Master> mastersWithDevices()
         withDevice(master("list.avi", "maker and model in a list of the header",
                           "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
                    "List Maker", "List Model", withExifList),
+        withDevice(master("stream.avi", "maker and model in Exif data of a stream",
+                          "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
+                   "Stream Maker", "Stream Model", withStreamData),
         withDevice(master("tags.mkv", "maker and model in tags",
                           withH264("-c:a aac -metadata make=Tag-Maker "
                                    "-metadata model=Tag-Model")),

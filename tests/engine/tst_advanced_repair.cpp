@@ -2,6 +2,7 @@
 #include "engine/advanced/AdvancedRepair.h"
 #include "tests/corpus/CameraFile.h"
 #include "tests/corpus/Masters.h"
+#include "tests/corpus/Pictures.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
@@ -198,6 +199,68 @@ private Q_SLOTS:
         QVERIFY2(score.wrong <= 1 && score.misplaced == 0 && score.mistimed == 0, textOf(score));
     }
 
+    /** Sound of two tracks whose chunks follow in no order: of none can it be told whose it is. */
+    void tracksThatCannotBeToldApartAreNotMerged()
+    {
+        CameraLayout layout;
+        layout.changesOrder = true;
+        const QString name = QStringLiteral("two.mp4");
+        const QString original = folder.filePath(QStringLiteral("mixed-") + name);
+        const QString sample = folder.filePath(QStringLiteral("mixed-sample-") + name);
+        const QString input = folder.filePath(QStringLiteral("mixed-damaged-") + name);
+        outputPath = folder.filePath(QStringLiteral("mixed-repaired-") + name);
+        const QByteArray recorded = arrangedAsCamera(
+            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
+            layout);
+        writeFile(original, recorded);
+        writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
+        const DamagedFile damaged = Damage::lostIndex(recorded);
+        writeFile(input, damaged.bytes());
+        const RepairReport report =
+            advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
+        const Score score = scoreOf(readContents(original), damaged, readContents(outputPath));
+        QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
+        QVERIFY2(!score.recoveredOf.contains('a') && score.wrong == 0, textOf(score));
+        QCOMPARE(report.streamsLeftOut, 2);
+        QVERIFY(sentenceOf(report).find("It cannot be told which track some of the sound belongs "
+                                        "to; it was left out: " +
+                                        std::to_string(score.recoverableOf.at('a')) +
+                                        " packets.") != std::string::npos);
+    }
+
+    /** What is left of a hit run of sound goes to its own track or to none. */
+    void noTrackGetsSoundOfAnother()
+    {
+        for (const char *name : {"two.mp4", "sounds.mp4"}) {
+            for (const unsigned seed : {1U, 2U, 3U}) {
+                const Outcome outcome =
+                    repair(QString::fromLatin1(name), [seed](const QByteArray &bytes) {
+                        return Damage::lostIndexAndBlocks(bytes, 12, 512, Damage::Fill::Zeros,
+                                                          seed);
+                    });
+                QVERIFY2(outcome.score.wrong == 0 && outcome.score.misplaced == 0,
+                         textOf(outcome.score));
+                QVERIFY2(outcome.score.recall() >= 0.98, textOf(outcome.score));
+            }
+        }
+    }
+
+    void aFileThatTellsOfAsMuchAsTheSampleNeedsNoSample()
+    {
+        const Outcome outcome = repair(
+            QStringLiteral("front.mp4"),
+            [](const QByteArray &bytes) {
+                DamagedFile file(bytes);
+                file.insert(bytes.size(), QByteArray(bytes.size() / 2, '\x5a'));
+                return file;
+            },
+            sampleOf(QStringLiteral("end.mp4")));
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QVERIFY(sentenceOf(outcome.report)
+                    .ends_with("The file tells of as much of its media as was found with the "
+                               "sample, which was not needed."));
+    }
+
     void headersOfFragmentsAreAnExactIndex()
     {
         const Outcome outcome =
@@ -385,6 +448,81 @@ private Q_SLOTS:
         QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         QVERIFY2(outcome.score.soundError < 1 / 30.0, textOf(outcome.score));
+    }
+
+    void headersOfOtherContainersComeFromTheSample_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("zeroed");
+        QTest::newRow("Matroska, 512 bytes") << QStringLiteral("recorder.mkv") << 512;
+        QTest::newRow("Matroska, 8 KiB") << QStringLiteral("recorder.mkv") << 8192;
+        QTest::newRow("AVI, 8 KiB") << QStringLiteral("camera.avi") << 8192;
+    }
+
+    void headersOfOtherContainersComeFromTheSample()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, zeroed);
+        const Outcome outcome = repair(
+            name, [zeroed](const QByteArray &bytes) { return Damage::zeroedHead(bytes, zeroed); });
+        QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QVERIFY(sentenceOf(outcome.report)
+                    .ends_with("What its lost header said was taken from the sample's."));
+    }
+
+    /** Of a sample with another size of pictures, nothing can be decoded. */
+    void headersThatDoNotFitAreRefused()
+    {
+        const QString sample = otherSample("other.mkv", "testsrc=size=320x180:rate=30", "sine",
+                                           "-c:v libx265 -preset ultrafast -x265-params "
+                                           "log-level=none:pools=none -c:a aac");
+        try {
+            repair(
+                QStringLiteral("recorder.mkv"),
+                [](const QByteArray &bytes) { return Damage::zeroedHead(bytes, 8192); }, sample);
+            QFAIL("it was taken");
+        } catch (const EngineError &error) {
+            QCOMPARE(error.code(), ErrorCode::SampleDoesNotFit);
+        }
+        QVERIFY(!QFileInfo::exists(outputPath));
+    }
+
+    /** What was plain sound and is noise now is not heard. */
+    void silenceStandsForPlainSoundThatIsLost()
+    {
+        const Outcome outcome = repair(QStringLiteral("plain.mov"), [](const QByteArray &bytes) {
+            return Damage::lostIndexAndBlocks(bytes, 1, 65536, Damage::Fill::Noise, 1);
+        });
+        // A piece at either edge of the block is half sound, half silence.
+        QVERIFY2(outcome.score.wrong <= 2, textOf(outcome.score));
+    }
+
+    void pictureIntervalsThatChangeAreKeptBehindDamagedSpots()
+    {
+        for (const unsigned seed : {1U, 2U, 3U}) {
+            const Outcome outcome =
+                repair(QStringLiteral("variable.mp4"), [seed](const QByteArray &bytes) {
+                    return Damage::lostIndexAndBlocks(bytes, 5, 512, Damage::Fill::Zeros, seed);
+                });
+            QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
+            QVERIFY2(outcome.score.timeError < 0.1 && outcome.score.soundError < 1 / 15.0,
+                     textOf(outcome.score));
+        }
+    }
+
+    void picturesBehindDamagedSpotsAreShownToTheLast_data()
+    {
+        damagedSpotsCostWhatTheyTouch_data();
+    }
+
+    void picturesBehindDamagedSpotsAreShownToTheLast()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        const Outcome outcome = repair(name, damage);
+        const PictureCount count = countPictures(outputPath);
+        QVERIFY(count.all >= outcome.score.recoveredOf.at('v'));
+        QCOMPARE(count.hidden, 0);
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "engine/pipe/Frame.h"
 #include "tests/support/TestCase.h"
 
+#include <algorithm>
 #include <numeric>
 
 namespace {
@@ -10,8 +11,9 @@ using Bytes = std::vector<std::uint8_t>;
 Bytes framed(const Bytes &message)
 {
     const auto header = Frame::header(static_cast<std::uint32_t>(message.size()));
-    Bytes bytes(header.begin(), header.end());
-    bytes.insert(bytes.end(), message.begin(), message.end());
+    Bytes bytes(header.size() + message.size());
+    std::copy(message.begin(), message.end(),
+              std::copy(header.begin(), header.end(), bytes.begin()));
     return bytes;
 }
 
