@@ -1,6 +1,5 @@
 #include "app/Workers.h"
 
-#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QSet>
 #include <QThread>
@@ -20,11 +19,27 @@ std::mutex &postMutex()
     return mutex;
 }
 
-/** Threads at work. Touched by the main thread only. */
-QSet<QThread *> &runningThreads()
+/**
+ * Threads at work, and those that have finished since one was last started. Touched by the main
+ * thread only. Never destroyed: the system may still be taking a thread down whose work has long
+ * ended, and that thread then needs what belongs to it.
+ */
+QSet<QThread *> &allThreads()
 {
-    static QSet<QThread *> threads;
-    return threads;
+    static auto *threads = new QSet<QThread *>;
+    return *threads;
+}
+
+void deleteFinishedThreads()
+{
+    QSet<QThread *> finished;
+    for (QThread *thread : std::as_const(allThreads())) {
+        if (thread->isFinished() && thread->wait())
+            finished.insert(thread);
+    }
+    allThreads().subtract(finished);
+    const std::lock_guard lock(postMutex());
+    qDeleteAll(finished);
 }
 
 /** What the event queue carries. */
@@ -81,13 +96,11 @@ Workers::~Workers()
 
 void Workers::start(std::function<void(const WayBack &)> work)
 {
+    deleteFinishedThreads();
     QThread *thread = QThread::create(
         [wayBack = WayBack(mailbox), content = std::move(work)] { content(wayBack); });
-    runningThreads().insert(thread);
-    QObject::connect(thread, &QObject::destroyed, QCoreApplication::instance(),
-                     [thread] { runningThreads().remove(thread); });
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    // On the worker, its last act: awaitAll() takes the mutex after it.
+    allThreads().insert(thread);
+    // On the worker, its last act: whoever waits for the thread takes the mutex after it.
     QObject::connect(
         thread, &QThread::finished, thread, [] { const std::lock_guard lock(postMutex()); },
         Qt::DirectConnection);
@@ -97,13 +110,10 @@ void Workers::start(std::function<void(const WayBack &)> work)
 bool Workers::awaitAll(std::chrono::milliseconds limit)
 {
     const QDeadlineTimer deadline(limit);
-    const QSet<QThread *> threads = runningThreads();
-    for (QThread *thread : threads) {
+    for (QThread *thread : std::as_const(allThreads())) {
         if (!thread->wait(deadline))
             return false;
     }
-    // They would delete themselves by events, which no loop may deliver any more.
     const std::lock_guard lock(postMutex());
-    qDeleteAll(threads);
     return true;
 }

@@ -10,10 +10,10 @@
  * Runs work off the interface thread and brings its results back: the one way in which a window
  * does anything that blocks.
  *
- * Each piece of work gets a thread of its own that deletes itself when it has finished. What is
- * posted back runs later on the receiver's thread, in the order of posting. When the Workers object
- * is gone nothing more is delivered: work that is still going on ends in its own time, and what it
- * posts is dropped. To be a member of its receiver, which then may be destroyed at any moment.
+ * Each piece of work gets a thread of its own. What is posted back runs later on the receiver's
+ * thread, in the order of posting. When the Workers object is gone nothing more is delivered: work
+ * that is still going on ends in its own time, and what it posts is dropped. To be a member of its
+ * receiver, which then may be destroyed at any moment.
  */
 class Workers
 {

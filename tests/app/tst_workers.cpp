@@ -84,13 +84,12 @@ private Q_SLOTS:
         QVERIFY(allDone());
     }
 
-    void threadsGoWhenTheyHaveFinished()
+    void threadsThatHaveFinishedAreNotWaitedFor()
     {
         QObject receiver;
         Workers workers(&receiver);
         for (int i = 0; i < 5; ++i)
             workers.start([](const Workers::WayBack &) {});
-        // No wait at all: they have deleted themselves.
         QTRY_VERIFY_WITH_TIMEOUT(Workers::awaitAll(std::chrono::milliseconds::zero()), 30000);
     }
 
