@@ -9,6 +9,7 @@
 #include <mutex>
 
 #ifdef Q_OS_WIN
+#include "app/LongPath.h"
 #include <qt_windows.h>
 #else
 #include <unistd.h>
@@ -43,6 +44,35 @@ quint64 currentThreadId()
     return GetCurrentThreadId();
 #else
     return static_cast<quint64>(gettid());
+#endif
+}
+
+/**
+ * Adds the line at what is then the file's end, whoever else writes to it. The file is opened for
+ * each line, so that every line is on disk when the call returns and a log that was moved away or
+ * deleted starts anew.
+ */
+void append(const QString &path, const QString &line)
+{
+#ifdef Q_OS_WIN
+    // Qt's way to append looks for the end and then writes: another program's line in between
+    // would be written over. With the right to append alone, the system finds the end itself.
+    const HANDLE file = CreateFileW(reinterpret_cast<const wchar_t *>(longPath(path).utf16()),
+                                    FILE_APPEND_DATA | SYNCHRONIZE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    QByteArray text = line.toUtf8();
+    text.replace('\n', "\r\n");
+    text.append("\r\n");
+    DWORD written = 0;
+    WriteFile(file, text.constData(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(file);
+#else
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Append))
+        file.write(line.toUtf8() + '\n');
 #endif
 }
 
@@ -86,17 +116,11 @@ void QtLog::write(const char *level, const char *function, int line, const QStri
     if (logFilePath().isEmpty())
         logFilePath() = createLogFolder();
 
-    // Opened for each line, so that every line is on disk when the call returns and a log that
-    // was moved away or deleted starts anew.
-    QFile file(logFilePath());
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
-        return;
-    const QString text =
-        QStringLiteral("%1 [%2] [tid=%3] %4:%5 - %6\n")
-            .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
-                 QString::fromUtf8(level), QString::number(currentThreadId()),
-                 QString::fromUtf8(function), QString::number(line), message);
-    file.write(text.toUtf8());
+    append(logFilePath(),
+           QStringLiteral("%1 [%2] [tid=%3] %4:%5 - %6")
+               .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
+                    QString::fromUtf8(level), QString::number(currentThreadId()),
+                    QString::fromUtf8(function), QString::number(line), message));
 }
 
 void QtLog::messageHandler(QtMsgType type, const QMessageLogContext &context,

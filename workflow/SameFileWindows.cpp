@@ -1,7 +1,6 @@
 #include "workflow/SameFile.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include "app/LongPath.h"
 
 #include <qt_windows.h>
 
@@ -12,19 +11,11 @@ namespace {
 
 using FileId = std::tuple<DWORD, DWORD, DWORD>;
 
-/** The path in the form that the system takes however long it is. */
-QString longForm(const QString &path)
-{
-    const QString full = QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
-    return full.startsWith(QStringLiteral("\\\\")) ? QStringLiteral("\\\\?\\UNC") + full.mid(1)
-                                                   : QStringLiteral("\\\\?\\") + full;
-}
-
 std::optional<FileId> fileId(const QString &path)
 {
     constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HANDLE file =
-        CreateFileW(reinterpret_cast<const wchar_t *>(longForm(path).utf16()), FILE_READ_ATTRIBUTES,
+        CreateFileW(reinterpret_cast<const wchar_t *>(longPath(path).utf16()), FILE_READ_ATTRIBUTES,
                     shareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return {};

@@ -227,8 +227,10 @@ private:
     {
         if (listening.state == Operation::State::Idle) {
             const BOOL result = ConnectNamedPipe(pipe, listening.begin());
-            // The client may have come before it was waited for.
-            if (result == 0 && GetLastError() == ERROR_PIPE_CONNECTED)
+            const DWORD error = result == 0 ? GetLastError() : ERROR_SUCCESS;
+            // The client may have come before it was waited for, and even have gone again: what it
+            // said can be read all the same.
+            if (error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA)
                 listening.succeed();
             else
                 listening.began(result);
@@ -240,7 +242,7 @@ private:
         if (state == Operation::State::Done)
             return true;
         // At the end of the thread that has begun to wait, the system gives the wait up, and that
-        // alone. A client that came and went already has to be parted from.
+        // alone. After anything else the pipe is made ready for the next client.
         if (listening.error != ERROR_OPERATION_ABORTED)
             DisconnectNamedPipe(pipe);
         return false;
