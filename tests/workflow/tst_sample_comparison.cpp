@@ -239,7 +239,7 @@ private Q_SLOTS:
         modals.expect([](QDialog *) {}); // The dialog itself.
         SampleDialog dialog(QStringLiteral("/earlier.mp4"));
         dialog.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QTRY_COMPARE(modals.titles(), QStringList{sampleTitle});
         auto *edit = dialog.findChild<DropLineEdit *>();
         const QPoint from(20, edit->height() / 2);
         const QPoint to(80, edit->height() / 2);
