@@ -22,7 +22,10 @@ bool endsWithMark(ByteView frame)
 } // namespace
 
 AacFrames::AacFrames(const AVCodecParameters &ofTrack)
-    : parameters(ofTrack), packet(Ffmpeg::makePacket()), frame(Ffmpeg::makeFrame())
+    : parameters(ofTrack),
+      packet(Ffmpeg::makePacket()),
+      frame(Ffmpeg::makeFrame()),
+      lengths({ofTrack.extradata, static_cast<std::size_t>(ofTrack.extradata_size)})
 {
     open();
 }
@@ -70,6 +73,7 @@ bool AacFrames::learn(ByteView bytes)
     if (!isWhole || left.size() != 1)
         return false;
     const auto size = static_cast<std::uint32_t>(bytes.size());
+    tellsLengths = tellsLengths && lengths.learn(bytes);
     endsKnown = endsKnown && endsWithMark(bytes);
     knownStarts[bytes[0]] = true;
     largestFrame = std::max(largestFrame, size);
@@ -84,12 +88,43 @@ bool AacFrames::mayEnd(ByteView bytes) const
     return !endsKnown || endsWithMark(bytes);
 }
 
+std::uint32_t AacFrames::largestPossible() const
+{
+    return largestFrame * largerFrames;
+}
+
 bool AacFrames::fits(std::uint32_t size) const
 {
-    return size > 0 && size <= largestFrame * largerFrames;
+    return size > 0 && size <= largestPossible();
 }
 
 AacFrames::Chain AacFrames::chainFrom(ByteView bytes)
+{
+    if (auto chain = walkedChain(bytes))
+        return std::move(*chain);
+    return decodedChain(bytes);
+}
+
+std::optional<AacFrames::Chain> AacFrames::walkedChain(ByteView bytes) const
+{
+    if (!tellsLengths)
+        return std::nullopt;
+    Chain chain;
+    while (!bytes.empty()) {
+        const AacReading reading =
+            lengths.at(bytes.first(std::min<std::size_t>(bytes.size(), largestPossible())));
+        if (reading.kind == AacReading::Kind::Unsure)
+            return std::nullopt;
+        if (reading.kind == AacReading::Kind::None || !mayEnd(bytes.first(reading.size)))
+            return chain;
+        chain.sizes.push_back(reading.size);
+        bytes = bytes.subspan(reading.size);
+    }
+    chain.isExact = true;
+    return chain;
+}
+
+AacFrames::Chain AacFrames::decodedChain(ByteView bytes)
 {
     Chain chain;
     bool isWhole = false;
@@ -131,7 +166,10 @@ std::uint32_t AacFrames::sizeOfFrame(ByteView bytes)
 
 AacFrames::Chain AacFrames::longestFrom(ByteView bytes)
 {
-    Chain chain = chainFrom(bytes);
+    if (auto walked = walkedChain(bytes))
+        return std::move(*walked);
+    // The decoder does not tell where the last frame ends before one that it cannot decode.
+    Chain chain = decodedChain(bytes);
     if (chain.isExact)
         return chain;
     std::size_t place = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/advanced/AacLength.h"
 #include "engine/media/Ffmpeg.h"
 #include "engine/recording/Bytes.h"
 
@@ -8,7 +9,8 @@
 #include <vector>
 
 /**
- * Finds out how long frames of AAC are, which say it nowhere, by decoding them. For one thread.
+ * Finds out how long frames of AAC are, which say it nowhere: by walking over their bits where that
+ * tells, and otherwise by decoding them. For one thread.
  */
 class AacFrames
 {
@@ -46,6 +48,10 @@ public:
 private:
     void open();
     bool fits(std::uint32_t size) const;
+    std::uint32_t largestPossible() const;
+    /** None when only a decoder can tell. */
+    std::optional<Chain> walkedChain(ByteView bytes) const;
+    Chain decodedChain(ByteView bytes);
     bool mayEnd(ByteView bytes) const;
     /** What remained of the bytes before each frame that was decoded. */
     std::vector<std::uint32_t> remainders(ByteView bytes, bool &isWhole);
@@ -56,6 +62,9 @@ private:
     Ffmpeg::CodecContextPtr decoder;
     Ffmpeg::PacketPtr packet;
     Ffmpeg::FramePtr frame;
+    AacLength lengths;
+    /** The walk has told the lengths of all frames of the sample. */
+    bool tellsLengths = true;
     std::array<bool, 256> knownStarts = {};
     std::uint32_t largestFrame = 0;
     std::uint32_t smallestFrame = 0;
