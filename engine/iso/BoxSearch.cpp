@@ -132,19 +132,30 @@ std::optional<Box> structureAt(const SourceFile &source, FourCc type, std::uint6
 constexpr std::array searchedTypes = {fourCc("moov"), fourCc("moof"), fourCc("mvhd"),
                                       fourCc("trak"), fourCc("mfhd"), fourCc("traf")};
 
-/** By the byte three places on: so many places further on, at least, a type that is searched for
- * begins. */
-constexpr std::array<std::uint8_t, 256> stepsToType = [] {
-    std::array<std::uint8_t, 256> steps = {};
-    steps.fill(4);
-    for (const FourCc type : searchedTypes) {
-        for (std::uint8_t i = 0; i < 4; ++i) {
-            std::uint8_t &step = steps[type >> 8U * i & 0xffU];
-            step = step < i ? step : i;
+/** The types' bytes in pairs: of a type that stands somewhere, every third pair is one of them. */
+class TypePairs
+{
+public:
+    static constexpr std::size_t step = 3;
+
+    constexpr TypePairs()
+    {
+        for (const FourCc type : searchedTypes) {
+            for (unsigned shift = 0; shift < step * 8; shift += 8) {
+                const FourCc pair = type >> shift & 0xffffU;
+                known[pair / width] |= std::uint64_t{1} << pair % width;
+            }
         }
     }
-    return steps;
-}();
+
+    bool has(FourCc pair) const { return (known[pair / width] >> pair % width & 1U) != 0; }
+
+private:
+    static constexpr unsigned width = 64;
+    std::array<std::uint64_t, 65536 / width> known = {};
+};
+
+constexpr TypePairs typePairs;
 
 /** The first structure whose type stands in a range, if `accepts` it. */
 template <typename Accepts>
@@ -152,20 +163,24 @@ std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uin
                           Accepts accepts)
 {
     constexpr std::size_t typeSize = 4;
+    constexpr std::size_t step = TypePairs::step;
     Bytes window(searchWindow + searchOverlap);
     for (std::uint64_t start = from; start < to; start += searchWindow) {
         const std::size_t size = source.read(start, window.data(), window.size());
-        for (std::size_t i = 0; i + typeSize <= size && i < searchWindow && start + i < to;) {
-            if (const std::size_t steps = stepsToType[window[i + typeSize - 1]]; steps > 0) {
-                i += steps;
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(
+            {searchWindow, to - start, size - std::min(size, typeSize - 1)}));
+        for (std::size_t first = 0; first < count; first += step) {
+            // Any type that begins here or at the next two places has this pair in it.
+            if (!typePairs.has(be16(&window[first + step - 1])))
                 continue;
+            for (std::size_t i = first; i < std::min(first + step, count); ++i) {
+                const FourCc type = be32(&window[i]);
+                const auto found = contains(searchedTypes, type)
+                                       ? structureAt(source, type, start + i)
+                                       : std::nullopt;
+                if (found && accepts(*found))
+                    return found;
             }
-            const FourCc type = be32(&window[i]);
-            const auto found =
-                contains(searchedTypes, type) ? structureAt(source, type, start + i) : std::nullopt;
-            if (found && accepts(*found))
-                return found;
-            ++i;
         }
     }
     return std::nullopt;
