@@ -22,6 +22,7 @@ enum class ErrorCode : int {
     ContainerNotWritable = -32,
     SampleNotUsable = -40,
     SampleDoesNotFit = -41,
+    OutOfMemory = -90,
     Internal = -99,
 };
 

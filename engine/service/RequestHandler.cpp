@@ -1,6 +1,5 @@
 #include "engine/service/RequestHandler.h"
 
-#include "engine/EngineError.h"
 #include "engine/advanced/AdvancedRepair.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/FirstPicture.h"
@@ -10,7 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <exception>
+#include <new>
 
 namespace {
 
@@ -107,11 +106,6 @@ Json answerTo(const Request &request)
     throw EngineError(ErrorCode::UnknownMethod, "There is no such method.");
 }
 
-Json failure(ErrorCode code, const std::string &sentence)
-{
-    return {{"err_code", static_cast<int>(code)}, {"message", sentence}};
-}
-
 Json answerOrFailure(const std::string &line, int &function)
 {
     try {
@@ -120,11 +114,9 @@ Json answerOrFailure(const std::string &line, int &function)
         Json answer = answerTo(request);
         answer["err_code"] = static_cast<int>(ErrorCode::None);
         return answer;
-    } catch (const EngineError &error) {
-        return failure(error.code(), error.what());
     } catch (const std::exception &error) {
-        return failure(ErrorCode::Internal,
-                       std::string("The service failed in itself: ") + error.what());
+        const Failure failure = failureFor(error);
+        return {{"err_code", static_cast<int>(failure.code)}, {"message", failure.sentence}};
     }
 }
 
@@ -139,4 +131,16 @@ std::string handleRequest(const std::string &line)
     std::string text = answer.dump(-1, ' ', false, Json::error_handler_t::replace);
     logLine(answer["err_code"] == 0 ? TarnLogInfo : TarnLogWarn, "answer " + text);
     return text;
+}
+
+Failure failureFor(const std::exception &error)
+{
+    if (const auto *own = dynamic_cast<const EngineError *>(&error))
+        return {.code = own->code(), .sentence = own->what()};
+    if (dynamic_cast<const std::bad_alloc *>(&error) != nullptr)
+        return {.code = ErrorCode::OutOfMemory,
+                .sentence = "There is not enough memory for this file. Close other programs and "
+                            "try again."};
+    return {.code = ErrorCode::Internal,
+            .sentence = std::string("The service failed in itself: ") + error.what()};
 }

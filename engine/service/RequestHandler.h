@@ -1,5 +1,8 @@
 #pragma once
 
+#include "engine/EngineError.h"
+
+#include <exception>
 #include <string>
 
 /**
@@ -8,3 +11,13 @@
  * the method has to tell.
  */
 std::string handleRequest(const std::string &line);
+
+/** What an answer says of what ended the work on a request. */
+struct Failure
+{
+    ErrorCode code = ErrorCode::Internal;
+    /** For people. */
+    std::string sentence;
+};
+
+Failure failureFor(const std::exception &error);

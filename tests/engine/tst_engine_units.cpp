@@ -7,6 +7,7 @@
 #include "engine/media/ReadBack.h"
 #include "engine/media/TimestampMender.h"
 #include "engine/service/Request.h"
+#include "engine/service/RequestHandler.h"
 #include "engine/service/ServiceArguments.h"
 #include "engine/service/ServiceConfig.h"
 #include "tests/support/FaultFolder.h"
@@ -17,6 +18,8 @@
 
 #include <array>
 #include <filesystem>
+#include <new>
+#include <stdexcept>
 #include <vector>
 
 #ifndef Q_OS_WIN
@@ -377,6 +380,22 @@ private Q_SLOTS:
             QCOMPARE(code, ErrorCode::BadRequest);
         }
         QCOMPARE(readFile(input), QByteArray("precious"));
+    }
+
+    void failures()
+    {
+        const Failure own = failureFor(EngineError(ErrorCode::NoPicture, "No picture."));
+        QCOMPARE(own.code, ErrorCode::NoPicture);
+        QCOMPARE(own.sentence, std::string("No picture."));
+
+        const Failure memory = failureFor(std::bad_alloc());
+        QCOMPARE(memory.code, ErrorCode::OutOfMemory);
+        QVERIFY(memory.sentence.find("not enough memory") != std::string::npos);
+        QVERIFY(memory.sentence.find("bad_alloc") == std::string::npos);
+
+        const Failure other = failureFor(std::runtime_error("why"));
+        QCOMPARE(other.code, ErrorCode::Internal);
+        QCOMPARE(other.sentence, std::string("The service failed in itself: why"));
     }
 };
 
