@@ -42,14 +42,17 @@ bool isNalChain(const SourceFile &source, const IsoTrack &track, std::uint64_t o
     return offset == end;
 }
 
-/** Frames of AAC begin with the kind of their first part. */
-bool mayBeginAac(std::uint8_t byte)
+/**
+ * Frames of AAC begin with the kind of their first part. Of a quiet frame of one channel the first
+ * byte is zero, but not all.
+ */
+bool mayBeginAac(ByteView bytes)
 {
     constexpr unsigned couplingChannel = 2;
     constexpr unsigned lowChannel = 3;
     constexpr unsigned end = 7;
-    const unsigned kind = byte >> 5U;
-    return kind != couplingChannel && kind != lowChannel && kind != end && byte != 0;
+    const unsigned kind = bytes[0] >> 5U;
+    return kind != couplingChannel && kind != lowChannel && kind != end && be32(bytes.data()) != 0;
 }
 
 Look lookAt(const SourceFile &source, const IsoTrack &track, std::uint64_t offset,
@@ -77,7 +80,7 @@ Look lookAt(const SourceFile &source, const IsoTrack &track, std::uint64_t offse
     case fourCc("ap4h"):
         return is(be32(&bytes[4]) == fourCc("icpf"));
     case fourCc("mp4a"):
-        return track.isAac ? is(mayBeginAac(bytes[0])) : Look::Unknown;
+        return track.isAac ? is(mayBeginAac(bytes)) : Look::Unknown;
     default:
         return Look::Unknown;
     }
