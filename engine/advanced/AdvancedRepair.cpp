@@ -8,6 +8,7 @@
 #include "engine/advanced/Timeline.h"
 #include "engine/iso/Fragments.h"
 #include "engine/iso/FrontIndexWriter.h"
+#include "engine/iso/IsoCheck.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/log/LogLine.h"
 #include "engine/media/AsideFile.h"
@@ -139,11 +140,10 @@ RepairReport writeAndCheck(const SourceFile &damaged, const SampleProfile &sampl
     for (IsoTrack &track : recording.tracks)
         fillWithSilence(track);
     AsideFile aside(outputPath, damaged.path());
-    std::vector<ExpectedTrack> expected =
-        writeIsoIndexFirst(damaged, sample.source, recording, aside.path());
+    const WrittenIso written = writeIsoIndexFirst(damaged, sample.source, recording, aside.path());
     // What has been found may be large, and FFmpeg's reader needs as much again.
     recording = {};
-    checkOutput(aside.path(), std::move(expected));
+    checkIso(aside.path(), written);
     aside.publish();
     return report;
 }

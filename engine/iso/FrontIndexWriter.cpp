@@ -112,7 +112,8 @@ public:
     {
     }
 
-    void copy(std::uint64_t size, PacketDigest &digest)
+    /** @param hash takes the bytes as well; may be null */
+    void copy(std::uint64_t size, ByteHash *hash)
     {
         while (size > 0) {
             const Span &span = spans[current];
@@ -123,7 +124,8 @@ public:
             if (bytes.size() < some)
                 throw EngineError(ErrorCode::OutputNotSound,
                                   "The damaged file changed while it was read.");
-            digest.addBytes(bytes);
+            if (hash != nullptr)
+                hash->add(bytes);
             output.write(bytes);
             size -= some;
             inside += some;
@@ -152,19 +154,6 @@ private:
     std::uint64_t inside = 0;
 };
 
-void addTimes(const IsoTrack &track, ExpectedTrack &expected)
-{
-    expected.comparesPackets = track.uniformSize == 0;
-    std::optional<std::int64_t> first;
-    for (const Packet &packet : track.packets) {
-        if (packet.isLost != 0)
-            continue;
-        if (!first)
-            first = packet.time;
-        expected.digest.addPacket(packet.time - *first + packet.compositionOffset, packet.size);
-    }
-}
-
 } // namespace
 
 void fillWithSilence(IsoTrack &track)
@@ -184,31 +173,31 @@ void fillWithSilence(IsoTrack &track)
     }
 }
 
-std::vector<ExpectedTrack> writeIsoIndexFirst(const SourceFile &media,
-                                              const SourceFile &description,
-                                              IsoRecording &recording, const std::string &path)
+WrittenIso writeIsoIndexFirst(const SourceFile &media, const SourceFile &description,
+                              IsoRecording &recording, const std::string &path)
 {
     startAtFirstPackets(description, recording);
+    PacketNotes notes(recording);
     std::vector<Span> spans = packTogether(recording);
     const std::uint64_t size = sizeOf(spans);
     const Bytes type = fileTypeOf(description, recording);
     const Bytes header = mediaHeader(size);
     OutputFile output(path);
+    output.beginHashes();
     output.write(type);
     output.write(placeIndex(description, recording, type.size() + header.size()));
     output.write(header);
-    std::vector<ExpectedTrack> expected(recording.tracks.size());
     SpanCopy copy(media, std::move(spans), output);
     forEachKept(recording, [&](std::size_t track, const Packet &packet) {
-        copy.copy(packet.size, expected[track].digest);
+        if (!notes.wants(track, packet)) {
+            copy.copy(packet.size, nullptr);
+            return;
+        }
+        ByteHash hash;
+        copy.copy(packet.size, &hash);
+        notes.take(track, packet, hash.value());
     });
+    WrittenIso written = notes.finish(output, {});
     output.close();
-
-    std::vector<ExpectedTrack> written;
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        addTimes(recording.tracks[i], expected[i]);
-        if (expected[i].digest.packets() > 0)
-            written.push_back(std::move(expected[i]));
-    }
     return written;
 }

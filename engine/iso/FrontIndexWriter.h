@@ -1,7 +1,6 @@
 #pragma once
 
-#include "engine/iso/IsoRecording.h"
-#include "engine/recording/SelfCheck.h"
+#include "engine/iso/WrittenIso.h"
 
 #include <string>
 
@@ -23,6 +22,5 @@ void fillWithSilence(IsoTrack &track);
  * @param path of the output, UTF-8
  * @return what the file must read back as
  */
-std::vector<ExpectedTrack> writeIsoIndexFirst(const SourceFile &media,
-                                              const SourceFile &description,
-                                              IsoRecording &recording, const std::string &path);
+WrittenIso writeIsoIndexFirst(const SourceFile &media, const SourceFile &description,
+                              IsoRecording &recording, const std::string &path);

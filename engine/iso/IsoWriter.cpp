@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::uint64_t longMediaHeader = 16;
+
 PacketContent::Kind kindOf(const IsoTrack &track)
 {
     PacketContent::Kind kind = {.nalLengthSize = track.nalLengthSize, .isHevc = track.isHevc};
@@ -25,16 +26,15 @@ PacketContent::Kind kindOf(const IsoTrack &track)
 class MediaCopy
 {
 public:
-    MediaCopy(const SourceFile &file, IsoRecording &target, OutputFile &toFile)
-        : source(file),
-          recording(target),
-          output(toFile),
-          reader(file, "copied"),
-          expected(target.tracks.size())
+    MediaCopy(const SourceFile &file, IsoRecording &target, OutputFile &toFile,
+              PacketNotes &forNotes)
+        : source(file), recording(target), output(toFile), notes(forNotes), reader(file, "copied")
     {
+        for (const IsoTrack &track : recording.tracks)
+            kinds.push_back(kindOf(track));
     }
 
-    std::vector<ExpectedTrack> run()
+    void run()
     {
         std::vector<Track *> tracks;
         for (IsoTrack &track : recording.tracks)
@@ -45,58 +45,32 @@ public:
                 copy(entry.track, *entry.packet);
         }
         startAtFirstPackets(source, recording);
-        addTimes();
-        return std::move(expected);
     }
 
 private:
     void copy(std::size_t index, Packet &packet)
     {
-        const IsoTrack &track = recording.tracks[index];
         const ByteView bytes = reader.read(packet.offset, packet.size);
         // An index that tells of the same bytes again and again could fill any disk.
         const bool isTooMuch = copied + packet.size > source.size();
         if (bytes.size() < packet.size || isTooMuch ||
-            PacketContent::isOverwritten(bytes, kindOf(track))) {
+            PacketContent::isOverwritten(bytes, kinds[index])) {
             packet.setLost(true);
             return;
         }
-        // Hashes are made in this order: a track whose order is another cannot be compared.
-        if (lastPlaces.size() <= index)
-            lastPlaces.resize(index + 1);
-        if (&packet < lastPlaces[index])
-            expected[index].comparesBytes = false;
-        lastPlaces[index] = &packet;
-        expected[index].digest.addBytes(bytes);
+        if (notes.wants(index, packet))
+            notes.take(index, packet, hashOf(bytes));
         packet.setOffset(output.position());
         output.write(bytes);
         copied += packet.size;
     }
 
-    /** Times in the output count from a track's first packet. */
-    void addTimes()
-    {
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            const IsoTrack &track = recording.tracks[i];
-            expected[i].comparesPackets = track.uniformSize == 0;
-            std::optional<std::int64_t> first;
-            for (const Packet &packet : track.packets) {
-                if (packet.isLost != 0)
-                    continue;
-                if (!first)
-                    first = packet.time;
-                expected[i].digest.addPacket(packet.time - *first + packet.compositionOffset,
-                                             packet.size);
-            }
-        }
-    }
-
     const SourceFile &source;
     IsoRecording &recording;
     OutputFile &output;
+    PacketNotes &notes;
     ForwardReader reader;
-    std::vector<ExpectedTrack> expected;
-    std::vector<const Packet *> lastPlaces;
+    std::vector<PacketContent::Kind> kinds;
     std::uint64_t copied = 0;
 };
 
@@ -121,23 +95,22 @@ Bytes fileTypeOf(const SourceFile &source, const IsoRecording &recording)
     return makeBox(fourCc("ftyp"), brands);
 }
 
-std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &recording,
-                                    const std::string &path)
+WrittenIso writeIso(const SourceFile &source, IsoRecording &recording, const std::string &path)
 {
     OutputFile output(path);
-    output.write(fileTypeOf(source, recording));
+    PacketNotes notes(recording);
+    Bytes head = fileTypeOf(source, recording);
+    output.write(head);
     const std::uint64_t start = output.position();
     output.write(mediaHeader(0));
-    std::vector<ExpectedTrack> expected = MediaCopy(source, recording, output).run();
-    output.patch(start, mediaHeader(output.position() - start - longMediaHeader));
+    output.beginHashes();
+    MediaCopy(source, recording, output, notes).run();
+    const Bytes header = mediaHeader(output.position() - start - longMediaHeader);
+    output.patch(start, header);
     output.write(makeIndex(source, recording));
+    appendBytes(head, header);
+    WrittenIso written = notes.finish(output, std::move(head));
     output.close();
-
-    std::vector<ExpectedTrack> written;
-    for (ExpectedTrack &track : expected) {
-        if (track.digest.packets() > 0)
-            written.push_back(std::move(track));
-    }
     return written;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "engine/iso/IsoRecording.h"
-#include "engine/recording/SelfCheck.h"
+#include "engine/iso/WrittenIso.h"
 
 #include <string>
 
@@ -16,8 +15,7 @@
  * @param path of the output, UTF-8
  * @return what the file must read back as
  */
-std::vector<ExpectedTrack> writeIso(const SourceFile &source, IsoRecording &recording,
-                                    const std::string &path);
+WrittenIso writeIso(const SourceFile &source, IsoRecording &recording, const std::string &path);
 
 /** The first box of a file of this kind: the damaged file's own where it is still there. */
 Bytes fileTypeOf(const SourceFile &source, const IsoRecording &recording);

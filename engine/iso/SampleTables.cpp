@@ -25,6 +25,8 @@ public:
     }
 
     std::uint64_t statedCount() const { return stated; }
+    /** Entries that the box has room for, and that have not been read. */
+    std::uint64_t left() const { return remaining; }
 
     /** The next entry; null behind the last. */
     const std::uint8_t *next()
@@ -101,6 +103,8 @@ public:
     /** Size of all samples; 0 when each has its own. */
     std::uint32_t fixed() const { return fixedSize; }
     std::uint64_t count() const { return fixedSize > 0 ? statedCount : table.statedCount(); }
+    /** Sizes that are in the table, at least; 0 without one. */
+    std::uint64_t listed() const { return fixedSize > 0 ? 0 : table.left(); }
 
     std::optional<std::uint32_t> next()
     {
@@ -302,6 +306,9 @@ void readSamples(const SourceFile &source, IsoTrack &track)
     std::uint64_t number = 1;
     // More than a packet for each byte is nonsense, of which there could be any amount.
     const std::uint64_t most = source.size();
+    // One that grows as it is filled would be there twice at times. A day's packets are no more.
+    constexpr std::uint64_t mostReserved = 1U << 23U;
+    track.packets.reserve(static_cast<std::size_t>(std::min(sizes.listed(), mostReserved)));
     for (auto offset = offsets.next(); offset; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);

@@ -2,6 +2,7 @@
 
 #include "engine/EngineError.h"
 #include "engine/iso/BoxSearch.h"
+#include "engine/iso/IsoCheck.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
 #include "engine/log/LogLine.h"
@@ -62,18 +63,18 @@ RepairReport reportOf(const MatroskaRecording &recording)
 }
 
 /** Writes aside with a writer of our own, reads back and publishes. */
-template <typename Recording, typename Write>
+template <typename Recording, typename Write, typename Check>
 RepairReport writeAndCheck(const SourceFile &source, Recording &recording,
-                           const std::string &outputPath, Write write)
+                           const std::string &outputPath, Write write, Check check)
 {
     AsideFile aside(outputPath, source.path());
-    std::vector<ExpectedTrack> expected = write(source, recording, aside.path());
+    auto written = write(source, recording, aside.path());
     RepairReport report = reportOf(recording);
     if (report.kept() == 0)
         throw nothingReadable(source.path());
     // What has been found may be large, and FFmpeg's reader needs as much again.
     recording = {};
-    checkOutput(aside.path(), std::move(expected));
+    check(aside.path(), std::move(written));
     aside.publish();
     return report;
 }
@@ -85,11 +86,11 @@ try {
     const SourceFile source(damagedPath);
     if (mayBeMatroska(source)) {
         if (auto recording = readMatroska(source))
-            return writeAndCheck(source, *recording, outputPath, writeMatroska);
+            return writeAndCheck(source, *recording, outputPath, writeMatroska, checkOutput);
     }
     if (mayBeIso(source) && !mayBeAvi(source) && !mayBeFlv(source)) {
         if (auto recording = readIso(source))
-            return writeAndCheck(source, *recording, outputPath, writeIso);
+            return writeAndCheck(source, *recording, outputPath, writeIso, checkIso);
     }
     return std::nullopt;
 } catch (const EngineError &error) {

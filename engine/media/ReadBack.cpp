@@ -1,10 +1,9 @@
 #include "engine/media/ReadBack.h"
 
-#include "engine/EngineError.h"
-#include "engine/log/LogLine.h"
 #include "engine/media/MediaInput.h"
 #include "engine/recording/KeyPictures.h"
 #include "engine/recording/Progress.h"
+#include "engine/recording/SelfCheck.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -22,13 +21,6 @@ constexpr std::uint64_t neededParts = 99;
 constexpr std::int64_t timeTolerance = 20'000;
 // Sound may be read in other pieces than it was written in.
 constexpr std::int64_t spanTolerance = 500'000;
-
-EngineError notSound(const std::string &why)
-{
-    logLine(TarnLogWarn, "self-check: " + why);
-    return {ErrorCode::OutputNotSound,
-            "The repaired file does not read back as it was written: " + why + "."};
-}
 
 /** Containers that give back the bytes of each stream as they were put in. */
 bool isVerbatim(const AVFormatContext &input, AVMediaType kind)

@@ -12,9 +12,9 @@ KeyPictures::KeyPictures(const AVStream &ofStream, std::uint64_t packets)
 {
 }
 
-void KeyPictures::see(const AVPacket &packet)
+void KeyPictures::see(const AVPacket &packet, std::uint64_t number)
 {
-    ++number;
+    last = number;
     if ((packet.flags & AV_PKT_FLAG_KEY) == 0 || number <= due)
         return;
     due = number - number % step + step;

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "engine/recording/Bytes.h"
-
-#include <memory>
+#include "engine/recording/ByteHash.h"
 
 /**
  * What one track's packets look like: equal for two files exactly when they hold the same bytes,
@@ -11,28 +9,24 @@
 class PacketDigest
 {
 public:
-    PacketDigest();
-    ~PacketDigest();
-    PacketDigest(PacketDigest &&) noexcept;
-    PacketDigest &operator=(PacketDigest &&) noexcept;
-    PacketDigest(const PacketDigest &) = delete;
-    PacketDigest &operator=(const PacketDigest &) = delete;
+    void addBytes(ByteView bytes)
+    {
+        content.add(bytes);
+        byteCount += bytes.size();
+    }
 
-    void addBytes(ByteView bytes);
     /** @param time when the packet is shown, in units of both files; counted from the first's */
     void addPacket(std::int64_t time, std::uint64_t size);
 
     std::uint64_t packets() const { return packetCount; }
     std::uint64_t bytes() const { return byteCount; }
-    std::uint64_t timesHash() const { return times; }
-    std::uint64_t bytesHash() const;
+    std::uint64_t timesHash() const { return times.value(); }
+    std::uint64_t bytesHash() const { return content.value(); }
 
 private:
-    struct State;
-
-    std::unique_ptr<State> state;
+    ByteHash content;
+    NumberHash times;
     std::uint64_t packetCount = 0;
     std::uint64_t byteCount = 0;
     std::int64_t firstTime = 0;
-    std::uint64_t times = 0;
 };

@@ -1,8 +1,6 @@
 #include "engine/recording/SelfCheck.h"
 
-#include "engine/EngineError.h"
 #include "engine/log/LogLine.h"
-#include "engine/media/Ffmpeg.h"
 #include "engine/recording/KeyPictures.h"
 #include "engine/recording/Progress.h"
 
@@ -11,35 +9,11 @@
 
 namespace {
 
-EngineError notSound(const std::string &why)
-{
-    logLine(TarnLogWarn, "self-check: " + why);
-    return {ErrorCode::OutputNotSound,
-            "The repaired file does not read back as it was written: " + why + "."};
-}
-
-Ffmpeg::InputPtr openPlain(const std::string &path)
-{
-    AVDictionary *options = nullptr;
-    // Times as they are stored, not as an edit list shows them.
-    av_dict_set(&options, "ignore_editlist", "1", 0);
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext *opened = nullptr;
-    const int result =
-        avformat_open_input(&opened, Ffmpeg::fileUrl(path).c_str(), nullptr, &options);
-    av_dict_free(&options);
-    if (result < 0)
-        throw notSound("it cannot be opened (" + Ffmpeg::errorText(result) + ")");
-    // Packets as they are stored, not as parsers cut them.
-    opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
-    return Ffmpeg::InputPtr(opened);
-}
-
 class Check
 {
 public:
     Check(const std::string &path, std::vector<ExpectedTrack> tracks)
-        : input(openPlain(path)),
+        : input(openWritten(path)),
           expected(std::move(tracks)),
           found(expected.size()),
           progress("checked",
@@ -63,9 +37,7 @@ public:
             compare(i);
         for (const auto &[stream, ofStream] : pictures) {
             if (ofStream.areAllBroken())
-                throw EngineError(ErrorCode::NothingReadable,
-                                  "The file says where its pictures are, but what stands there "
-                                  "cannot be decoded.");
+                throw notDecodable();
         }
     }
 
@@ -113,6 +85,36 @@ private:
 };
 
 } // namespace
+
+EngineError notSound(const std::string &why)
+{
+    logLine(TarnLogWarn, "self-check: " + why);
+    return {ErrorCode::OutputNotSound,
+            "The repaired file does not read back as it was written: " + why + "."};
+}
+
+EngineError notDecodable()
+{
+    return {ErrorCode::NothingReadable,
+            "The file says where its pictures are, but what stands there cannot be decoded."};
+}
+
+Ffmpeg::InputPtr openWritten(const std::string &path)
+{
+    AVDictionary *options = nullptr;
+    // Times as they are stored, not as an edit list shows them.
+    av_dict_set(&options, "ignore_editlist", "1", 0);
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    AVFormatContext *opened = nullptr;
+    const int result =
+        avformat_open_input(&opened, Ffmpeg::fileUrl(path).c_str(), nullptr, &options);
+    av_dict_free(&options);
+    if (result < 0)
+        throw notSound("it cannot be opened (" + Ffmpeg::errorText(result) + ")");
+    // Packets as they are stored, not as parsers cut them.
+    opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+    return Ffmpeg::InputPtr(opened);
+}
 
 void checkOutput(const std::string &path, std::vector<ExpectedTrack> tracks)
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/EngineError.h"
+#include "engine/media/Ffmpeg.h"
 #include "engine/recording/PacketDigest.h"
 
 #include <string>
@@ -14,6 +16,15 @@ struct ExpectedTrack
     /** Bytes were put in in the order in which they come out. */
     bool comparesBytes = true;
 };
+
+/** What a check ends with when a written file is not what it is to be: OutputNotSound. */
+EngineError notSound(const std::string &why);
+
+/** What a check ends with when pictures are where they are to be and cannot be decoded. */
+EngineError notDecodable();
+
+/** Opens a written file for packets to be read as they are stored. Throws OutputNotSound. */
+Ffmpeg::InputPtr openWritten(const std::string &path);
 
 /**
  * Reads a file that has just been written with FFmpeg's reader, to its end, and compares the

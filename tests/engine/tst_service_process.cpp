@@ -301,9 +301,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("suffix");
         QTest::addColumn<QByteArray>("phase");
         for (const char *suffix : {"ts", "mp4", "mkv"}) {
-            for (const char *phase : {"] request ", "copied 30 %", "checked 30 %"})
-                QTest::addRow("%s, %s", suffix, phase)
-                    << QString::fromLatin1(suffix) << QByteArray(phase);
+            for (const char *phase : {"] request ", "copied 30 %", "checked 30 %"}) {
+                // MP4 is read back sooner than anybody could end it.
+                if (qstrcmp(suffix, "mp4") != 0 || qstrcmp(phase, "checked 30 %") != 0)
+                    QTest::addRow("%s, %s", suffix, phase)
+                        << QString::fromLatin1(suffix) << QByteArray(phase);
+            }
         }
     }
 
