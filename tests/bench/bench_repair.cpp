@@ -2,10 +2,10 @@
 // stream copy by FFmpeg, and what it costs. All figures are of one run on one machine.
 //
 //   bench_repair [--quality|--cost|--questions] [DOCUMENT]
-//   bench_repair --advanced [DOCUMENT]
+//   bench_repair --advanced [--quality|--cost] [--recording NAME] [DOCUMENT]
 //
-// Without one of the three, all are measured. In a document, what stands behind the marker line is
-// replaced by the tables; without one, they are printed.
+// Without one of the kinds, all are measured; without a name, all recordings. In a document, what
+// stands behind the marker line is replaced by the tables; without one, they are printed.
 
 #include "tests/bench/AdvancedBench.h"
 #include "tests/corpus/Masters.h"
@@ -557,6 +557,18 @@ void writeDocument(const QString &path, const QByteArray &tables)
     writeFile(path, document.left(place + static_cast<qsizetype>(qstrlen(marker))) + '\n' + tables);
 }
 
+/** The word behind an option, which is taken out with it; empty when there is no such option. */
+QString takeOption(QStringList &arguments, const QString &option)
+{
+    const qsizetype place = arguments.indexOf(option);
+    if (place < 0)
+        return {};
+    arguments.removeAt(place);
+    if (place >= arguments.size())
+        qFatal("a word is missing behind %s", qPrintable(option));
+    return arguments.takeAt(place);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -575,7 +587,10 @@ int main(int argc, char *argv[])
                                            {QStringLiteral("outFilePath"), output}});
             return AdvancedBench::Cost{call.isDone, call.seconds, call.cpuSeconds, call.peakMiB};
         };
-        return AdvancedBench(repair).run(arguments.value(0));
+        const bool isBoth = onlyQuality == onlyCost;
+        const QString recording = takeOption(arguments, QStringLiteral("--recording"));
+        return AdvancedBench(repair, {isBoth || onlyQuality, isBoth || onlyCost, recording})
+            .run(arguments.value(0));
     }
     const bool onlyQuestions = arguments.removeAll(QStringLiteral("--questions")) > 0;
     const bool isAll = !onlyQuality && !onlyCost && !onlyQuestions;
