@@ -51,6 +51,9 @@ struct IsoTrack : Track
     bool isRetimed = false;
     /** Its edit list's beginning is in the composition offsets: see startAtFirstPackets(). */
     bool startsAtFirst = false;
+    /** When its first packet is shown, in the track's units, where that is not when it is decoded.
+     */
+    std::optional<std::int64_t> firstShown = {};
     /** Made anew ("stsd"), with the size of its pictures, where the track's own box is lost. */
     Bytes madeDescription;
     std::uint32_t madeWidth = 0;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <limits>
 
 namespace {
 
@@ -84,10 +86,21 @@ std::int64_t shownUntil(const IsoTrack &track, std::int64_t end)
     return std::max(end, lastShown + (end - lastDecoded));
 }
 
+/** The media's time at which a kept packet is shown first. There must be one. */
+std::int64_t earliestShown(const IsoTrack &track)
+{
+    std::int64_t earliest = std::numeric_limits<std::int64_t>::max();
+    for (const Packet &packet : track.packets) {
+        if (packet.isLost == 0)
+            earliest = std::min(earliest, packet.time + packet.compositionOffset);
+    }
+    return earliest;
+}
+
 /** When the first kept packet is shown at the earliest, in seconds of the damaged recording. */
 double startOf(const IsoTrack &track, const PlainEdits &edits, std::int64_t movieTimescale)
 {
-    const std::int64_t shown = firstKept(track)->time - edits.mediaStart;
+    const std::int64_t shown = track.firstShown.value_or(firstKept(track)->time - edits.mediaStart);
     return static_cast<double>(edits.emptyTime) / static_cast<double>(movieTimescale) +
            static_cast<double>(std::max<std::int64_t>(shown, 0)) /
                static_cast<double>(track.timescale);
@@ -116,13 +129,15 @@ void startAtFirstPackets(const SourceFile &source, IsoRecording &recording)
         if (first == nullptr || first->isKey != 0)
             continue;
         const PlainEdits edits = readEdits(source, track);
-        const std::int64_t late = edits.mediaStart - first->time;
+        const std::int64_t earliest = earliestShown(track);
+        const std::int64_t late = earliest - first->time;
         constexpr std::int64_t furthest = 1 << 30;
-        if (!edits.isPlain || late <= 0 || late > furthest)
+        if (!edits.isPlain || std::abs(late) > furthest)
             continue;
         for (Packet &packet : track.packets)
             packet.compositionOffset -= static_cast<std::int32_t>(late);
         track.startsAtFirst = true;
+        track.firstShown = earliest - edits.mediaStart;
     }
 }
 

@@ -21,8 +21,9 @@ struct TrackTiming
 };
 
 /**
- * Has tracks whose first key picture is lost begin with their first packet: readers leave an edit
- * list alone that begins where there is no key picture. Their composition offsets then tell all.
+ * Has tracks whose first key picture is lost begin with the first packet that is shown: readers
+ * leave an edit list alone that begins where there is no key picture, and have the first picture
+ * shown where the list's empty time ends. Their composition offsets then tell all else.
  */
 void startAtFirstPackets(const SourceFile &source, IsoRecording &recording);
 
