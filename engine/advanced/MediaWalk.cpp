@@ -63,7 +63,7 @@ private:
         const bool isBroken = !picture.isComplete || bytes.size() < picture.size ||
                               PacketContent::isOverwritten(bytes, kind);
         packet.setLost(isBroken);
-        if (picture.slice.beginsSequence || packets.empty())
+        if (picture.slice.beginsSequence)
             result.sequences.push_back(packets.size());
         packet.compositionOffset = order.next(picture.slice);
         add(sample.video, packet);

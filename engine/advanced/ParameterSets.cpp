@@ -281,6 +281,12 @@ std::optional<SliceHeader> ParameterSets::readAvcSlice(ByteView unit) const
     if (sequence->orderType == 0) {
         slice.orderWidth = sequence->orderBits;
         slice.orderBits = reader.bits(slice.orderWidth);
+    } else if (sequence->orderType == 2) {
+        // Shown as they are decoded: the frame number counts on, by two, and a picture that none
+        // refers to has the count before that of the next.
+        slice.orderWidth = sequence->frameNumberBits + 1;
+        slice.orderBits = 2 * slice.frameNumber - (slice.isReference ? 0U : 1U);
+        slice.orderBits &= (1U << slice.orderWidth) - 1;
     }
     slice.carriesOrder = slice.isReference;
     return reader.isOver() ? std::nullopt : std::optional(slice);

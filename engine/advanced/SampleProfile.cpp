@@ -430,6 +430,7 @@ private:
                 start = starts[next++];
             const std::int64_t shown = static_cast<std::int64_t>(start) +
                                        orders[i] / sample->orderStep - static_cast<std::int64_t>(i);
+            sample->aheadBy = std::max(sample->aheadBy, shown);
             const std::int64_t place = shown + static_cast<std::int64_t>(i + sample->delayedBy);
             if (place < 0 || place >= static_cast<std::int64_t>(orders.size()))
                 continue;

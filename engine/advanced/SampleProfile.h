@@ -94,6 +94,8 @@ struct SampleProfile
     std::size_t delayedBy = 0;
     /** And so long, in the track's units. */
     std::int64_t orderDelay = 0;
+    /** A picture is decoded at most so many pictures before its place in the order of showing. */
+    std::int64_t aheadBy = 0;
     /** Pictures from one beginning of order counts to the next; 0 when it changes. */
     std::int64_t keyDistance = 0;
     /** Of a picture before the sound that stands before and behind it, in a variable rate. */

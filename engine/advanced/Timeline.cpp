@@ -1,59 +1,49 @@
 #include "engine/advanced/Timeline.h"
 
+#include "engine/advanced/PicturePlaces.h"
 #include "engine/log/LogLine.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <optional>
 
 namespace {
 
-// Pictures behind a gap by which it is told how many are missing.
-constexpr std::size_t picturesToCompare = 24;
-// Packets of sound behind a gap that are held against the pictures beside them.
-constexpr std::size_t soundsToCompare = 400;
+// Among so many pictures is the one that is shown first.
+constexpr std::size_t nearFirst = 32;
 // More that is missing at one place is one span.
 constexpr std::int64_t mostMarked = 20000;
 
 /** Numbers of what is missing at each gap, of one track. */
 using Missing = std::vector<std::int64_t>;
 
-// Places that must agree on how many pictures are missing.
-constexpr int leastTold = 4;
-
-/** How many pictures are missing was guessed. */
-struct Guess
-{
-    /** The first picture behind. */
-    std::size_t first = 0;
-    /** When pictures of its sequence are shown is certain, not when they are decoded. */
-    bool knowsShown = false;
-};
-
 class Timing
 {
 public:
-    Timing(const SampleProfile &ofSample, WalkedMedia &ofWalk) : sample(ofSample), walked(ofWalk) {}
+    Timing(const SampleProfile &ofSample, WalkedMedia &ofWalk)
+        : sample(ofSample), walked(ofWalk), rows(ofSample, ofWalk)
+    {
+    }
 
     void run(IsoRecording &recording)
     {
         for (std::size_t i = 0; i < recording.tracks.size(); ++i)
             missing.emplace_back(walked.gaps.size(), 0);
-        keyDistance = commonKeyDistance();
-        orderPictures();
-        const auto sound = timingSound();
-        if (sound) {
+        const auto sound = firstSound();
+        isTimedBySound = sound && sample.pictureAfterSound.isKnown;
+        orderPictures(isTimedBySound ? std::nullopt : sound);
+        if (isTimedBySound) {
             timeOthers(*sound);
             timePicturesBySound(*sound);
         } else {
             timePicturesEvenly();
         }
         for (std::size_t i = 0; i < recording.tracks.size(); ++i) {
-            if (i != sample.video && i != sound)
+            if (i != sample.video && !(isTimedBySound && i == sound))
                 timeOthers(i);
         }
+        beginAtZero();
         if (!pictures().empty())
             videoEnd = pictures().back().time + sample.tracks[sample.video].duration;
         for (std::size_t i = 0; i < recording.tracks.size(); ++i)
@@ -63,77 +53,52 @@ public:
 private:
     std::vector<Packet> &pictures() { return walked.packets[sample.video]; }
 
-    std::size_t countBefore(std::size_t gap, std::size_t track) const
+    /** The first track of sound of which something is left. */
+    std::optional<std::size_t> firstSound() const
     {
-        return walked.gaps[gap].packetsBefore[track];
-    }
-
-    /** Bytes from one picture to the next, with all that stands between, near to one of them. */
-    double bytesPerPicture(std::size_t near) const
-    {
-        constexpr std::size_t reach = 90;
-        const auto &packets = walked.packets[sample.video];
-        std::uint64_t bytes = 0;
-        std::size_t count = 0;
-        const std::size_t from = near - std::min(near, reach);
-        for (std::size_t i = from; i + 1 < std::min(near + reach, packets.size()); ++i) {
-            // What spans a gap says nothing.
-            if (std::any_of(walked.gaps.begin(), walked.gaps.end(), [&](const WalkGap &gap) {
-                    return gap.packetsBefore[sample.video] == i + 1;
-                }))
-                continue;
-            bytes += packets[i + 1].offset - packets[i].offset;
-            ++count;
+        for (std::size_t i = 0; i < sample.tracks.size(); ++i) {
+            const Coding coding = sample.tracks[i].coding;
+            if ((coding == Coding::Aac || coding == Coding::Plain) && !walked.packets[i].empty())
+                return i;
         }
-        return count > 0 ? std::max(static_cast<double>(bytes) / static_cast<double>(count), 1.0)
-                         : static_cast<double>(std::max<std::uint64_t>(walked.walked, 1));
+        return std::nullopt;
     }
 
-    /** Bytes of a key picture. */
-    double bytesOfKey() const
+    /**
+     * Pictures' places in the order of decoding, and how many places later they are shown.
+     *
+     * @param sound what is held against the pictures
+     */
+    void orderPictures(std::optional<std::size_t> sound)
     {
-        double bytes = 0;
-        for (const std::size_t key : walked.sequences)
-            bytes += walked.packets[sample.video][key].size;
-        return walked.sequences.empty() ? 0 : bytes / static_cast<double>(walked.sequences.size());
-    }
-
-    /** Pictures' places in the order of decoding, and in that of showing. */
-    void orderPictures()
-    {
+        const PicturePlaces places = placePictures(sample, walked, sound);
         auto &packets = pictures();
         std::int64_t number = 0;
-        std::int64_t sequence = 0;
-        std::size_t nextGap = 0;
-        std::size_t nextSequence = 0;
-        for (std::size_t i = 0; i < packets.size(); ++i) {
-            const bool begins =
-                nextSequence < walked.sequences.size() && walked.sequences[nextSequence] == i;
-            for (; nextGap < walked.gaps.size() && countBefore(nextGap, sample.video) <= i;
-                 ++nextGap) {
-                if (countBefore(nextGap, sample.video) < i || i == 0)
-                    continue;
-                const std::int64_t lost = missingPictures(nextGap, i, number, sequence, begins);
-                missing[sample.video][nextGap] = lost;
-                logLine(TarnLogInfo, "gap " + std::to_string(nextGap) + ": " +
-                                         std::to_string(lost) + " pictures missing before number " +
-                                         std::to_string(number) + " of sequence from " +
-                                         std::to_string(sequence));
-                number += lost;
+        auto nextKey = walked.sequences.begin();
+        for (std::size_t row = 0; row < rows.count(); ++row) {
+            const std::size_t first = rows.first(sample.video, row);
+            const std::size_t end = rows.end(sample.video, row);
+            if (row > 0 && first < end) {
+                missing[sample.video][row - 1] = places.missing[row];
+                number += places.missing[row];
+                logLine(TarnLogInfo, "gap " + std::to_string(row - 1) + ": " +
+                                         std::to_string(places.missing[row]) +
+                                         " pictures missing before number " +
+                                         std::to_string(number));
             }
-            if (begins) {
-                sequence = number;
-                ++nextSequence;
+            std::int64_t base = places.base[row];
+            for (std::size_t i = first; i < end; ++i, ++number) {
+                if (nextKey != walked.sequences.end() && *nextKey == i) {
+                    base = number;
+                    ++nextKey;
+                }
+                Packet &packet = packets[i];
+                packet.time = number;
+                packet.compositionOffset =
+                    sample.tellsOrder
+                        ? fitted(base + packet.compositionOffset / sample.orderStep - number)
+                        : 0;
             }
-            // For now: its place among those decoded, and how many places later it is shown.
-            Packet &packet = packets[i];
-            packet.time = number;
-            packet.compositionOffset =
-                sample.tellsOrder
-                    ? static_cast<std::int32_t>(
-                          sequence + packet.compositionOffset / sample.orderStep - number)
-                    : 0;
-            ++number;
         }
     }
 
@@ -218,173 +183,94 @@ private:
         return std::max<std::int64_t>(soonest, std::llround(chosen * tick));
     }
 
-    /** The track of sound that pictures at changing intervals are timed by; none when they are
-     * even. */
-    std::optional<std::size_t> timingSound() const
-    {
-        if (!sample.pictureAfterSound.isKnown)
-            return std::nullopt;
-        for (std::size_t i = 0; i < sample.tracks.size(); ++i) {
-            const Coding coding = sample.tracks[i].coding;
-            if ((coding == Coding::Aac || coding == Coding::Plain) && !walked.packets[i].empty())
-                return i;
-        }
-        return std::nullopt;
-    }
-
-    /**
-     * How many pictures are missing before the `first`th that is there.
-     *
-     * @param number,sequence where the first would stand, and where its sequence began, if none was
-     * @param begins with it, order counts begin anew
-     */
-    std::int64_t missingPictures(std::size_t gap, std::size_t first, std::int64_t number,
-                                 std::int64_t &sequence, bool begins)
-    {
-        const WalkGap &bytes = walked.gaps[gap];
-        const auto guess = static_cast<std::int64_t>(
-            std::llround(static_cast<double>(bytes.to - bytes.from) / bytesPerPicture(first)));
-        guesses[gap] = {.first = first};
-        if (begins) {
-            if (keyDistance <= 0)
-                return guess;
-            guesses.erase(gap);
-            return missingToKey(number, sequence, guess);
-        }
-        if (!sample.tellsOrder)
-            return guess;
-        const auto told = missingByOrder(gap, first, number, sequence);
-        if (!told)
-            return guess;
-        const std::int64_t byOrder = told->first;
-        const std::int64_t range = std::max<std::int64_t>(sample.orderRange / sample.orderStep, 1);
-        // Order counts say only their lowest bits.
-        const std::int64_t turns = std::max(
-            std::llround(static_cast<double>(guess - byOrder) / static_cast<double>(range)),
-            byOrder < 0 ? (range - 1 - byOrder) / range : 0LL);
-        const std::int64_t inSequence = byOrder + turns * range;
-        if (isLikely(inSequence, guess, number - sequence)) {
-            sequence += turns * range;
-            // A few pictures may be those before the gap that are shown behind it.
-            guesses[gap].knowsShown = true;
-            if (told->second >= leastTold)
-                guesses.erase(gap);
-            return inSequence;
-        }
-        // A key picture was lost as well: the sequence is a later one.
-        const double more = bytesOfKey() / bytesPerPicture(first) - 1;
-        std::int64_t lost = guess - std::llround(std::max(more, 0.0));
-        if (keyDistance > 0)
-            lost =
-                byOrder + std::max<std::int64_t>(std::llround(static_cast<double>(guess - byOrder) /
-                                                              static_cast<double>(keyDistance)),
-                                                 1) *
-                              keyDistance;
-        lost = std::max<std::int64_t>(lost, 0);
-        sequence += lost - byOrder;
-        return lost;
-    }
-
-    /** The next key picture stands a whole number of distances from the last. */
-    std::int64_t missingToKey(std::int64_t number, std::int64_t sequence, std::int64_t guess) const
-    {
-        const std::int64_t turns =
-            std::max<std::int64_t>(std::llround(static_cast<double>(number + guess - sequence) /
-                                                static_cast<double>(keyDistance)),
-                                   (number - sequence + keyDistance - 1) / keyDistance);
-        return sequence + turns * keyDistance - number;
-    }
-
-    /** Whether so many can be missing within a sequence that had `before` pictures. */
-    bool isLikely(std::int64_t lost, std::int64_t guess, std::int64_t before) const
-    {
-        constexpr std::int64_t tolerated = 4;
-        if (keyDistance > 0)
-            return before + lost < keyDistance;
-        return std::abs(lost - guess) <= std::max(tolerated, guess / 3);
-    }
-
-    /** The sample's distance of key pictures, if this recording has it as well; otherwise 0. */
-    std::int64_t commonKeyDistance() const
-    {
-        for (std::size_t i = 1; i < walked.sequences.size(); ++i) {
-            const std::size_t from = walked.sequences[i - 1];
-            const std::size_t to = walked.sequences[i];
-            const bool hasGap =
-                std::any_of(walked.gaps.begin(), walked.gaps.end(), [&](const WalkGap &gap) {
-                    return gap.packetsBefore[sample.video] >= from &&
-                           gap.packetsBefore[sample.video] <= to;
-                });
-            if (!hasGap && static_cast<std::int64_t>(to - from) != sample.keyDistance)
-                return 0;
-        }
-        return sample.keyDistance;
-    }
-
-    /**
-     * Where all pictures so far are shown before all that follow, as many have been decoded as
-     * shown: that tells how many are missing, and how many places say so. None when there is no
-     * such place near.
-     */
-    std::optional<std::pair<std::int64_t, int>> missingByOrder(std::size_t gap, std::size_t first,
-                                                               std::int64_t number,
-                                                               std::int64_t sequence) const
-    {
-        const auto &packets = walked.packets[sample.video];
-        std::vector<std::int64_t> shown;
-        std::size_t end = std::min(first + picturesToCompare, packets.size());
-        if (gap + 1 < walked.gaps.size())
-            end = std::min(end, std::max(countBefore(gap + 1, sample.video), first + 1));
-        for (std::size_t i = first; i < end; ++i) {
-            if (i > first &&
-                std::binary_search(walked.sequences.begin(), walked.sequences.end(), i))
-                break;
-            shown.push_back(sequence + packets[i].compositionOffset / sample.orderStep);
-        }
-        std::map<std::int64_t, int> found;
-        std::int64_t latest = std::numeric_limits<std::int64_t>::min();
-        for (std::size_t i = 0; i + 1 < shown.size(); ++i) {
-            latest = std::max(latest, shown[i]);
-            if (*std::min_element(shown.begin() + static_cast<std::ptrdiff_t>(i) + 1, shown.end()) >
-                latest)
-                ++found[latest - number - static_cast<std::int64_t>(i)];
-        }
-        if (shown.size() == 1)
-            ++found[shown[0] - number];
-        // Pictures that were decoded before the gap and are shown behind it make it seem smaller.
-        const auto most =
-            std::max_element(found.rbegin(), found.rend(), [](const auto &one, const auto &other) {
-                return one.second < other.second;
-            });
-        if (most == found.rend())
-            return std::nullopt;
-        return std::pair(most->first, most->second);
-    }
-
-    std::int64_t unitsOf(std::size_t track, const Packet &packet) const
-    {
-        const std::uint32_t size = sample.recording.tracks[track].uniformSize;
-        return size > 0 ? packet.size / size : 1;
-    }
-
     void timeOthers(std::size_t track)
     {
         auto &packets = walked.packets[track];
         const TrackProfile &profile = sample.tracks[track];
         std::int64_t time = 0;
-        std::size_t nextGap = 0;
-        for (std::size_t i = 0; i < packets.size(); ++i) {
-            for (; nextGap < walked.gaps.size() && countBefore(nextGap, track) <= i; ++nextGap) {
-                if (countBefore(nextGap, track) < i || i == 0)
-                    continue;
-                missing[track][nextGap] = isTimedByPictures()
-                                              ? missingBeside(track, nextGap, i, time)
-                                              : missingByShare(track, nextGap);
-                time += missing[track][nextGap] * profile.duration;
+        for (std::size_t row = 0; row < rows.count(); ++row) {
+            const std::size_t first = rows.first(track, row);
+            const std::size_t end = rows.end(track, row);
+            if (first == 0 && end > 0) {
+                time = beginningOf(track, row);
+            } else if (first > 0 && first < packets.size()) {
+                missing[track][row - 1] = missingBefore(track, row, time);
+                time += missing[track][row - 1] * profile.duration;
             }
-            packets[i].time = time;
-            time += unitsOf(track, packets[i]) * profile.duration;
+            for (std::size_t i = first; i < end; ++i) {
+                packets[i].time = time;
+                time += rows.unitsOf(track, packets[i]) * profile.duration;
+            }
         }
+    }
+
+    /** When a track's first packet is there; it may be before the first picture. */
+    std::int64_t beginningOf(std::size_t track, std::size_t row) const
+    {
+        const UnitRange range = besidePictures(track, row);
+        return range.isKnown ? std::llround(range.beginning() *
+                                            static_cast<double>(sample.tracks[track].duration))
+                             : 0;
+    }
+
+    /** How many units of a track are missing before a row. */
+    std::int64_t missingBefore(std::size_t track, std::size_t row, std::int64_t time) const
+    {
+        if (isTimedBySound)
+            return missingByShare(track, row - 1);
+        const UnitRange range = besidePictures(track, row);
+        const TrackProfile &profile = sample.tracks[track];
+        if (!range.isKnown)
+            return 0;
+        return range.movedBy(-static_cast<double>(time) / static_cast<double>(profile.duration))
+            .multiple(profile.grain);
+    }
+
+    /** When a row's first packet is there, in units of its track. */
+    UnitRange besidePictures(std::size_t track, std::size_t row) const
+    {
+        if (isTimedBySound)
+            return {};
+        const std::size_t picture = rows.first(sample.video, row);
+        if (picture == rows.end(sample.video, row))
+            return {};
+        const double number = static_cast<double>(walked.packets[sample.video][picture].time) /
+                              static_cast<double>(sample.tracks[sample.video].duration);
+        return rows.besidePictures(track, row).movedBy(number * rows.unitsPerPicture(track));
+    }
+
+    /** What stands before the first picture is not before the recording. */
+    void beginAtZero()
+    {
+        double start = 0;
+        for (std::size_t i = 0; i < walked.packets.size(); ++i) {
+            // The first picture that is shown is near.
+            const std::size_t near = std::min<std::size_t>(walked.packets[i].size(), nearFirst);
+            for (std::size_t packet = 0; packet < near; ++packet)
+                start = std::min(start, static_cast<double>(beginOf(i, walked.packets[i][packet])) /
+                                            static_cast<double>(timescaleOf(i)));
+        }
+        if (start == 0)
+            return;
+        for (std::size_t i = 0; i < walked.packets.size(); ++i) {
+            const std::int64_t by = std::llround(-start * static_cast<double>(timescaleOf(i)));
+            for (Packet &packet : walked.packets[i])
+                packet.time += by;
+        }
+    }
+
+    /** When a packet is needed at the earliest: a picture also when it is shown. */
+    std::int64_t beginOf(std::size_t track, const Packet &packet) const
+    {
+        return track == sample.video
+                   ? packet.time +
+                         std::min<std::int64_t>(packet.compositionOffset - sample.orderDelay, 0)
+                   : packet.time;
+    }
+
+    std::int64_t timescaleOf(std::size_t track) const
+    {
+        return std::max<std::int64_t>(sample.recording.tracks[track].timescale, 1);
     }
 
     /**
@@ -422,7 +308,7 @@ private:
         Share share;
         for (auto packet = firstAt(packets, from); packet != packets.end() && packet->offset < to;
              ++packet) {
-            share.units += unitsOf(track, *packet);
+            share.units += rows.unitsOf(track, *packet);
             share.bytes += packet->size;
         }
         return share;
@@ -462,149 +348,6 @@ private:
         return share;
     }
 
-    /** Seconds at which the picture that comes next in the file behind a place is decoded. */
-    double pictureTimeAt(std::uint64_t place, std::size_t &hint)
-    {
-        const auto &packets = pictures();
-        while (hint < packets.size() && packets[hint].offset < place)
-            ++hint;
-        if (hint >= packets.size())
-            return -1;
-        return static_cast<double>(packets[hint].time) /
-               static_cast<double>(sample.recording.tracks[sample.video].timescale);
-    }
-
-    /** Between which numbers of units is missing what makes sound stand beside pictures as it does
-     * in the sample. */
-    struct Range
-    {
-        double least = -1e12;
-        double most = 1e12;
-        bool isKnown = false;
-
-        /** The only whole multiple in it, or that nearest to its middle. */
-        std::int64_t middle(std::int64_t grain) const
-        {
-            const double multiple = (least + most) / 2 / static_cast<double>(grain);
-            return std::llround(multiple) * grain;
-        }
-
-        bool holdsMultiple(std::int64_t grain) const
-        {
-            constexpr double rounding = 0.06;
-            const auto size = static_cast<double>(grain);
-            return std::floor(most / size + rounding) * size >= least - rounding * size;
-        }
-    };
-
-    Range rangeBeside(std::size_t track, std::size_t first, std::int64_t time)
-    {
-        const auto &packets = walked.packets[track];
-        const TrackProfile &profile = sample.tracks[track];
-        const auto timescale = static_cast<double>(sample.recording.tracks[track].timescale);
-        const double unit = static_cast<double>(profile.duration) / timescale;
-        Range range;
-        if (unit <= 0 || !profile.lead.isKnown)
-            return range;
-        std::int64_t units = 0;
-        const auto &all = pictures();
-        auto hint = static_cast<std::size_t>(firstAt(all, packets[first].offset) - all.begin());
-        for (std::size_t i = first; i < std::min(first + soundsToCompare, packets.size()); ++i) {
-            const double picture =
-                isBehindNextGap(track, first, i) ? -1 : pictureTimeAt(packets[i].offset, hint);
-            if (isGapBetween(track, i, hint))
-                break;
-            if (picture < 0)
-                break;
-            const double now =
-                static_cast<double>(time) / timescale + static_cast<double>(units) * unit;
-            range.least = std::max(range.least, (picture + profile.lead.least - now) / unit);
-            range.most = std::min(range.most, (picture + profile.lead.most - now) / unit);
-            range.isKnown = true;
-            units += unitsOf(track, packets[i]);
-        }
-        return range;
-    }
-
-    /** How many units are missing at a gap; where the number of pictures was guessed, it is set
-     * right by the sound, which does not fit any other number. */
-    std::int64_t missingBeside(std::size_t track, std::size_t gap, std::size_t first,
-                               std::int64_t time)
-    {
-        Range range = rangeBeside(track, first, time);
-        if (!range.isKnown)
-            return 0;
-        const TrackProfile &profile = sample.tracks[track];
-        const auto guess = guesses.find(gap);
-        if (guess != guesses.end() && !range.holdsMultiple(profile.grain)) {
-            const std::int64_t moved = pictureShift(track, gap, range);
-            movePictures(guess->second, moved);
-            missing[sample.video][gap] += moved;
-            guesses.erase(guess);
-            range = rangeBeside(track, first, time);
-        }
-        return std::max<std::int64_t>(range.middle(profile.grain), 0);
-    }
-
-    /** By how many pictures a guess is wrong, at least, so that the sound fits. */
-    std::int64_t pictureShift(std::size_t track, std::size_t gap, const Range &range) const
-    {
-        constexpr std::int64_t furthest = 12;
-        const TrackProfile &profile = sample.tracks[track];
-        const IsoTrack &video = sample.recording.tracks[sample.video];
-        const double perPicture = static_cast<double>(sample.tracks[sample.video].duration) /
-                                  static_cast<double>(video.timescale) *
-                                  static_cast<double>(sample.recording.tracks[track].timescale) /
-                                  static_cast<double>(profile.duration);
-        for (std::int64_t i = 1; i <= 2 * furthest; ++i) {
-            const std::int64_t shift = (i + 1) / 2 * (i % 2 == 0 ? 1 : -1);
-            const double by = static_cast<double>(shift) * perPicture;
-            const Range moved = {range.least + by, range.most + by, true};
-            if (missing[sample.video][gap] + shift >= 0 && moved.most >= 0 &&
-                moved.holdsMultiple(profile.grain))
-                return shift;
-        }
-        return 0;
-    }
-
-    void movePictures(const Guess &guess, std::int64_t by)
-    {
-        const std::int64_t distance = by * sample.tracks[sample.video].duration;
-        // Pictures from before the gap hide one or two; otherwise the sequence is another one.
-        constexpr std::int64_t mostHidden = 2;
-        const bool movesShown = !guess.knowsShown || by < 0 || by > mostHidden;
-        auto &packets = pictures();
-        const auto next =
-            std::upper_bound(walked.sequences.begin(), walked.sequences.end(), guess.first);
-        const std::size_t end = next != walked.sequences.end() ? *next : packets.size();
-        for (std::size_t i = distance == 0 ? packets.size() : guess.first; i < packets.size();
-             ++i) {
-            packets[i].time += distance;
-            if (!movesShown && i < end)
-                packets[i].compositionOffset -= static_cast<std::int32_t>(distance);
-        }
-    }
-
-    /** Something is missing between a packet and a picture that stands behind it. */
-    bool isGapBetween(std::size_t track, std::size_t packet, std::size_t picture) const
-    {
-        const auto gap =
-            std::partition_point(walked.gaps.begin(), walked.gaps.end(), [&](const WalkGap &one) {
-                return one.packetsBefore[track] <= packet;
-            });
-        return gap != walked.gaps.end() && gap->packetsBefore[sample.video] <= picture;
-    }
-
-    bool isBehindNextGap(std::size_t track, std::size_t first, std::size_t i) const
-    {
-        return std::any_of(walked.gaps.begin(), walked.gaps.end(), [&](const WalkGap &gap) {
-            return gap.packetsBefore[track] > first && gap.packetsBefore[track] <= i;
-        });
-    }
-
-    /** Pictures have their times before the sound, not from it. */
-    bool isTimedByPictures() const { return !timingSound(); }
-
     /** Puts a track's packets into the recording, with lost ones for what is missing. */
     void place(IsoTrack &track, std::size_t index)
     {
@@ -612,7 +355,7 @@ private:
         auto &packets = walked.packets[index];
         track.lastDuration = profile.duration;
         if (!packets.empty())
-            track.lastDuration = unitsOf(index, packets.back()) * profile.duration;
+            track.lastDuration = rows.unitsOf(index, packets.back()) * profile.duration;
         // A single packet of data, such as a time code, holds for all of the recording.
         if (profile.coding == Coding::Data && packets.size() == 1)
             track.lastDuration = lengthIn(track.timescale);
@@ -623,7 +366,7 @@ private:
             const std::int64_t count = missing[index][gap];
             if (count == 0)
                 continue;
-            const std::size_t to = countBefore(gap, index);
+            const std::size_t to = rows.end(index, gap);
             all.insert(all.end(), packets.begin() + static_cast<std::ptrdiff_t>(from),
                        packets.begin() + static_cast<std::ptrdiff_t>(to));
             from = to;
@@ -655,7 +398,8 @@ private:
         std::int64_t time = 0;
         if (!all.empty())
             time = all.back().time +
-                   (all.back().isLost != 0 ? grain : unitsOf(index, all.back())) * profile.duration;
+                   (all.back().isLost != 0 ? grain : rows.unitsOf(index, all.back())) *
+                       profile.duration;
         for (std::int64_t i = 0; i < marks; ++i) {
             Packet lost = {.isLost = 1, .time = time + i * grain * profile.duration};
             lost.setOffset(place);
@@ -665,11 +409,11 @@ private:
 
     const SampleProfile &sample;
     WalkedMedia &walked;
+    MediaRows rows;
     std::vector<Missing> missing;
-    /** Gaps of which order does not tell for certain how many pictures are missing. */
-    std::map<std::size_t, Guess> guesses;
+    /** Pictures come at changing intervals, which the sound beside them tells. */
+    bool isTimedBySound = false;
     std::int64_t videoEnd = 0;
-    std::int64_t keyDistance = 0;
 };
 
 } // namespace

@@ -171,6 +171,14 @@ DamagedFile Damage::lostIndex(const QByteArray &original)
     return file;
 }
 
+DamagedFile Damage::lostBeginning(const QByteArray &original, qsizetype size)
+{
+    constexpr qsizetype header = 8;
+    DamagedFile file = lostIndex(original);
+    file.zero(0, topBox(original, "mdat").offset + header + size);
+    return file;
+}
+
 DamagedFile Damage::lostIndexAndBlocks(const QByteArray &original, int count, qsizetype size,
                                        Fill fill, unsigned seed)
 {

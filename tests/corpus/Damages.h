@@ -63,6 +63,8 @@ DamagedFile zeroedBlocks(const QByteArray &original, int count, qsizetype size, 
 // MP4 and QuickTime.
 /** The index at the end is gone. */
 DamagedFile lostIndex(const QByteArray &original);
+/** And besides, the file is overwritten with zeros up to so many bytes of the media. */
+DamagedFile lostBeginning(const QByteArray &original, qsizetype size);
 /** And besides, blocks of one size of the media are overwritten, at places of a fixed seed. */
 enum class Fill { Zeros, Noise };
 DamagedFile lostIndexAndBlocks(const QByteArray &original, int count, qsizetype size, Fill fill,

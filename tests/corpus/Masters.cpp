@@ -149,7 +149,9 @@ std::vector<Master> isoMasters()
                           withH264("-c:a aac -metadata make=Maker -metadata model=Model "
                                    "-movflags +use_metadata_tags")),
                    "Maker", "Model"),
-        master("front.mp4", "the same, index at the front",
+        master("forward.mp4", "pictures shown in the order in which they are decoded, AAC",
+               withH264("-bf 0 -c:a aac")),
+        master("front.mp4", "H.264 with B-frames, AAC; index at the front",
                withH264("-c:a aac -movflags +faststart")),
         master("fragments.mp4", "the same in fragments of two seconds",
                withH264("-c:a aac -movflags +frag_keyframe+empty_moov+default_base_moof")),

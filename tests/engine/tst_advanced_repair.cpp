@@ -59,15 +59,16 @@ class AdvancedRepairTest : public TestCase
     }
 
     /** Damages a master, repairs it and compares. Throws what the repair throws. */
-    Outcome repair(const QString &name, const DamageFunction &damage)
+    Outcome repair(const QString &name, const DamageFunction &damage, int length = seconds)
     {
-        return repair(name, damage, sampleOf(name));
+        return repair(name, damage, sampleOf(name), length);
     }
 
-    Outcome repair(const QString &name, const DamageFunction &damage, const QString &sample)
+    Outcome repair(const QString &name, const DamageFunction &damage, const QString &sample,
+                   int length = seconds)
     {
         const QString master =
-            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), length);
         const DamagedFile damaged = damage(readFile(master));
         const QString input = folder.filePath(QStringLiteral("damaged-") + name);
         outputPath = folder.filePath(QStringLiteral("repaired-") + name);
@@ -448,6 +449,70 @@ private Q_SLOTS:
         QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         QVERIFY2(outcome.score.soundError < 1 / 30.0, textOf(outcome.score));
+    }
+
+    /** Several spots in one recording: no error may be carried on from one to the next. */
+    void timesHoldBehindManyDamagedSpots_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("size");
+        QTest::addColumn<double>("tolerance");
+        constexpr int smallBlock = 512;
+        constexpr int largeBlock = 65536;
+        for (const char *name : {"slices.mp4", "end.mp4", "forward.mp4"}) {
+            const QByteArray title = name;
+            QTest::newRow(title + ": 20 x 512")
+                << QString::fromLatin1(name) << 20 << smallBlock << Score::timeTolerance;
+            QTest::newRow(title + ": 5 x 64 KiB")
+                << QString::fromLatin1(name) << 5 << largeBlock << 0.1;
+        }
+    }
+
+    void timesHoldBehindManyDamagedSpots()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, count);
+        QFETCH(int, size);
+        QFETCH(double, tolerance);
+        constexpr int longSeconds = 40;
+        for (const unsigned seed : {1U, 2U, 3U}) {
+            const Outcome outcome = repair(
+                name,
+                [=](const QByteArray &bytes) {
+                    return Damage::lostIndexAndBlocks(bytes, count, size, Damage::Fill::Zeros,
+                                                      seed);
+                },
+                longSeconds);
+            QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
+            QVERIFY2(outcome.score.misplaced == 0, textOf(outcome.score));
+            QVERIFY2(outcome.score.timeError <= tolerance, textOf(outcome.score));
+        }
+    }
+
+    void soundStaysBesidePicturesWhenTheBeginningIsLost_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("lost");
+        for (const char *name : {"end.mp4", "forward.mp4", "longhevc.mp4", "plain.mov"}) {
+            const QByteArray title = name;
+            for (const int lost : {10, 5000, 40000, 150000, 400000})
+                QTest::newRow(title + ": " + QByteArray::number(lost) + " bytes")
+                    << QString::fromLatin1(name) << lost;
+        }
+    }
+
+    void soundStaysBesidePicturesWhenTheBeginningIsLost()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, lost);
+        const Outcome outcome = repair(
+            name, [lost](const QByteArray &bytes) { return Damage::lostBeginning(bytes, lost); });
+        // This is about times: where the first certain picture is found is not.
+        QVERIFY2(outcome.score.recall() >= 0.9, textOf(outcome.score));
+        QCOMPARE(outcome.score.misplaced, 0);
+        // The interleave tells it; edit lists count milliseconds.
+        QVERIFY2(outcome.score.timeError < 0.002, textOf(outcome.score));
     }
 
     void headersOfOtherContainersComeFromTheSample_data()

@@ -1,0 +1,83 @@
+#include "engine/advanced/MediaRows.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// Packets of a row that are held against the pictures beside them.
+constexpr std::size_t mostCompared = 400;
+
+} // namespace
+
+std::int64_t UnitRange::multiple(std::int64_t grain) const
+{
+    const double nearest = (least + most) / 2 / static_cast<double>(grain);
+    return std::max<std::int64_t>(std::llround(nearest), 0) * grain;
+}
+
+double UnitRange::distance(std::int64_t grain) const
+{
+    const auto size = static_cast<double>(grain);
+    const auto nearest = static_cast<double>(multiple(grain));
+    const double outside =
+        std::max(std::min(least, most) - nearest, nearest - std::max(least, most));
+    return std::max(outside / size, 0.0);
+}
+
+double UnitRange::beginning() const
+{
+    return least <= 0 && most >= 0 ? 0 : (least + most) / 2;
+}
+
+std::int64_t MediaRows::unitsOf(std::size_t track, const Packet &packet) const
+{
+    const std::uint32_t size = sample.recording.tracks[track].uniformSize;
+    return size > 0 ? packet.size / size : 1;
+}
+
+double MediaRows::unitsPerPicture(std::size_t track) const
+{
+    const double picture = static_cast<double>(sample.tracks[sample.video].duration) /
+                           static_cast<double>(sample.recording.tracks[sample.video].timescale);
+    const double unit = static_cast<double>(sample.tracks[track].duration) /
+                        static_cast<double>(sample.recording.tracks[track].timescale);
+    return unit > 0 ? picture / unit : 0;
+}
+
+UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
+{
+    UnitRange range;
+    const TrackProfile &profile = sample.tracks[track];
+    if (!profile.lead.isKnown || profile.duration <= 0)
+        return range;
+    const auto &packets = walked.packets[track];
+    const auto &pictures = walked.packets[sample.video];
+    const double perPicture = unitsPerPicture(track);
+    const double perSecond = static_cast<double>(sample.recording.tracks[track].timescale) /
+                             static_cast<double>(profile.duration);
+    const std::size_t firstPicture = first(sample.video, row);
+    std::size_t picture = firstPicture;
+    std::int64_t units = 0;
+    const std::size_t from = first(track, row);
+    for (std::size_t i = from; i < std::min(from + mostCompared, end(track, row)); ++i) {
+        while (picture < end(sample.video, row) && pictures[picture].offset < packets[i].offset)
+            ++picture;
+        // Of what follows the row's last picture, the next picture is lost.
+        if (picture == end(sample.video, row))
+            break;
+        const double beside =
+            static_cast<double>(picture - firstPicture) * perPicture - static_cast<double>(units);
+        range.least = std::max(range.least, beside + profile.lead.least * perSecond);
+        range.most = std::min(range.most, beside + profile.lead.most * perSecond);
+        range.isKnown = true;
+        units += unitsOf(track, packets[i]);
+    }
+    // Times in files are rounded to their units.
+    const IsoTrack &video = sample.recording.tracks[sample.video];
+    const double rounding = 1 / static_cast<double>(profile.duration) +
+                            perSecond / static_cast<double>(video.timescale);
+    range.least -= rounding;
+    range.most += rounding;
+    return range;
+}
