@@ -37,7 +37,7 @@ bool isPlausibleType(FourCc type)
 std::optional<Box> readBox(const SourceFile &source, std::uint64_t offset, std::uint64_t limit)
 {
     limit = std::min(limit, source.size());
-    if (offset + shortHeader > limit)
+    if (limit < shortHeader || offset > limit - shortHeader)
         return std::nullopt;
     const ByteView bytes = source.view(offset, longHeader);
     if (bytes.size() < shortHeader)
@@ -68,6 +68,12 @@ std::vector<Box> readBoxes(const SourceFile &source, std::uint64_t from, std::ui
         from = box->end;
     }
     return boxes;
+}
+
+std::uint32_t numberAt(const SourceFile &source, std::uint64_t offset)
+{
+    const ByteView bytes = source.view(offset, sizeof(std::uint32_t));
+    return bytes.size() == sizeof(std::uint32_t) ? be32(bytes.data()) : 0;
 }
 
 std::optional<Box> findBox(const std::vector<Box> &boxes, FourCc type)

@@ -47,6 +47,9 @@ inline std::vector<Box> childrenOf(const SourceFile &source, const Box &box)
     return readBoxes(source, box.body(), box.end);
 }
 
+/** The 32 bits at a place; 0 where the file ends or cannot be read. */
+std::uint32_t numberAt(const SourceFile &source, std::uint64_t offset);
+
 /** The first of this type, if any. */
 std::optional<Box> findBox(const std::vector<Box> &boxes, FourCc type);
 

@@ -14,6 +14,13 @@ constexpr std::uint64_t indexReach = 256ULL << 20U;
 
 constexpr std::uint64_t fragmentNumberSize = 16;
 
+// Something in the media may look like an index. Each is read.
+constexpr std::size_t mostIndexes = 16;
+// One for each picture of ten hours, and of as much sound.
+constexpr std::size_t mostFragments = 1U << 22U;
+// Each is a place that all packets may have to be moved to.
+constexpr std::size_t mostMedia = 64;
+
 constexpr std::array knownTopTypes = {
     fourCc("ftyp"), fourCc("styp"), fourCc("moov"), fourCc("moof"), fourCc("mdat"), fourCc("free"),
     fourCc("skip"), fourCc("wide"), fourCc("uuid"), fourCc("sidx"), fourCc("mfra"), fourCc("meta"),
@@ -157,10 +164,10 @@ private:
 
 constexpr TypePairs typePairs;
 
-/** The first structure whose type stands in a range, if `accepts` it. */
-template <typename Accepts>
+/** The first structure in a range that is told by one of these types. */
+template <std::size_t Size>
 std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uint64_t to,
-                          Accepts accepts)
+                          const std::array<FourCc, Size> &types)
 {
     constexpr std::size_t typeSize = 4;
     constexpr std::size_t step = TypePairs::step;
@@ -175,10 +182,10 @@ std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uin
                 continue;
             for (std::size_t i = first; i < std::min(first + step, count); ++i) {
                 const FourCc type = be32(&window[i]);
-                const auto found = contains(searchedTypes, type)
-                                       ? structureAt(source, type, start + i)
-                                       : std::nullopt;
-                if (found && accepts(*found))
+                // Others would be followed to their end at each of their places.
+                if (!contains(types, type))
+                    continue;
+                if (auto found = structureAt(source, type, start + i))
                     return found;
             }
         }
@@ -239,17 +246,19 @@ private:
     }
 
     /** A size of zero means "to the end", and is what a recorder leaves that never came to it. */
-    bool saysItsSize(const Box &box) const { return be32(source.view(box.offset, 4).data()) != 0; }
+    bool saysItsSize(const Box &box) const { return numberAt(source, box.offset) != 0; }
 
     void take(const Box &box)
     {
-        if (box.type == fourCc("ftyp") && !structure.fileType && !box.isCut)
+        constexpr std::uint64_t longestType = 4096;
+        if (box.type == fourCc("ftyp") && !structure.fileType && !box.isCut &&
+            box.end - box.offset <= longestType)
             structure.fileType = box;
         else if (box.type == fourCc("moov"))
             takeIndex(box);
-        else if (box.type == fourCc("moof"))
+        else if (box.type == fourCc("moof") && structure.fragments.size() < mostFragments)
             structure.fragments.push_back(box);
-        else if (box.type == fourCc("mdat"))
+        else if (box.type == fourCc("mdat") && structure.media.size() < mostMedia)
             structure.media.push_back(box);
     }
 
@@ -259,30 +268,25 @@ private:
         const bool isKnown =
             std::any_of(structure.indexes.begin(), structure.indexes.end(),
                         [&box](const Box &known) { return known.offset == box.offset; });
-        if (!isKnown)
-            structure.indexes.push_back(box);
+        if (isKnown || structure.indexes.size() >= mostIndexes)
+            return;
+        structure.indexes.push_back(box);
+        hasWholeIndex = hasWholeIndex || !findBox(childrenOf(source, box), fourCc("mvex"));
     }
 
     /** Nothing that is still to come could be needed. */
-    bool isComplete() const
-    {
-        return structure.fragments.empty() &&
-               std::any_of(structure.indexes.begin(), structure.indexes.end(),
-                           [this](const Box &index) {
-                               return !findBox(childrenOf(source, index), fourCc("mvex"));
-                           });
-    }
+    bool isComplete() const { return structure.fragments.empty() && hasWholeIndex; }
 
     std::optional<Box> resume(std::uint64_t position)
     {
         if (structure.indexes.empty() && structure.fragments.empty()) {
             if (const auto index = indexFromTheEnd(position))
-                structure.indexes.push_back(*index);
+                takeIndex(*index);
             if (isComplete())
                 return std::nullopt;
         }
         const std::uint64_t to = position + std::min(leftToSearch, source.size() - position);
-        const auto found = search(source, position, to, [](const Box &) { return true; });
+        const auto found = search(source, position, to, searchedTypes);
         leftToSearch -= (found ? std::min(std::max(found->offset, position), to) : to) - position;
         return found;
     }
@@ -293,10 +297,8 @@ private:
         const std::uint64_t reach = std::min({indexReach, searchReach, source.size() - from});
         for (std::uint64_t back = step; back < reach + step; back += step) {
             const std::uint64_t start = source.size() - std::min(back, reach);
-            const auto found =
-                search(source, start, std::min(start + step, source.size()), [](const Box &box) {
-                    return box.type == fourCc("moov") && box.headerSize > 0;
-                });
+            const auto found = search(source, start, std::min(start + step, source.size()),
+                                      std::array{fourCc("moov")});
             if (found)
                 return found;
         }
@@ -308,6 +310,8 @@ private:
     /** Of the bytes from where boxes no longer follow one another. */
     std::uint64_t leftToSearch;
     IsoStructure structure;
+    /** One of the indexes does not announce fragments. */
+    bool hasWholeIndex = false;
 };
 
 } // namespace
@@ -326,8 +330,7 @@ bool looksLikeIso(const SourceFile &source)
 std::optional<Box> findTrack(const SourceFile &source, std::uint64_t from, std::uint64_t to)
 {
     constexpr std::uint64_t sizeField = 4;
-    const auto found = search(source, from + sizeField, to, [](const Box &box) {
-        return box.type == fourCc("moov") && box.headerSize == 0;
-    });
+    const auto found =
+        search(source, from + sizeField, to, std::array{fourCc("mvhd"), fourCc("trak")});
     return found ? readBox(source, found->offset, to) : std::nullopt;
 }

@@ -14,7 +14,9 @@ struct IsoStructure
     std::vector<Box> indexes;
     /** Fragment headers ("moof"). */
     std::vector<Box> fragments;
-    /** Media ("mdat") as far as its boxes can be trusted to begin where they say. */
+    /**
+     * Media ("mdat"), the first of it, as far as its boxes can be trusted to begin where they say.
+     */
     std::vector<Box> media;
     /** Boxes follow one another without a hole from the first byte to the last. */
     bool isSound = true;

@@ -1,5 +1,7 @@
 #include "engine/iso/Fragments.h"
 
+#include "engine/iso/SampleTables.h"
+
 #include <algorithm>
 #include <map>
 
@@ -28,7 +30,7 @@ public:
     std::uint64_t next(unsigned width)
     {
         const ByteView bytes = source.view(position, width);
-        if (position + width > end || bytes.size() < width) {
+        if (width > remaining() || bytes.size() < width) {
             position = end;
             return 0;
         }
@@ -37,7 +39,7 @@ public:
     }
 
     std::uint32_t next32() { return static_cast<std::uint32_t>(next(4)); }
-    std::uint64_t remaining() const { return end - position; }
+    std::uint64_t remaining() const { return end - std::min(position, end); }
 
 private:
     const SourceFile &source;
@@ -72,9 +74,11 @@ public:
     FragmentReader(const SourceFile &file, const SourceFile &description, IsoRecording &target)
         : source(file), recording(target), defaults(readDefaults(description, target.index))
     {
-        for (IsoTrack &track : recording.tracks)
+        for (IsoTrack &track : recording.tracks) {
             nextTimes[track.id] =
                 track.packets.empty() ? 0 : track.packets.back().time + track.lastDuration;
+            packets += track.packets.size();
+        }
     }
 
     void read(const Box &fragment)
@@ -112,9 +116,12 @@ private:
         Fields fields(source, *header);
         const std::uint32_t flags = fields.next32();
         const std::uint32_t id = fields.next32();
-        Run run = {.track = trackOf(id), .defaults = defaults[id], .base = data, .position = data};
+        IsoTrack *track = trackOf(id);
+        if (track == nullptr)
+            return data;
+        Run run = {.track = track, .defaults = defaults[id], .base = data, .position = data};
         if ((flags & 0x1U) != 0)
-            run.base = fields.next(8);
+            run.base = std::min(fields.next(8), Packet::furthest);
         else if ((flags & 0x20000U) != 0)
             run.base = fragment.offset;
         run.position = run.base;
@@ -124,8 +131,6 @@ private:
             if ((flags & bit) != 0)
                 run.defaults.*field = fields.next32();
         }
-        if (run.track == nullptr)
-            return data;
         run.track->isFragmented = true;
         if (const auto time = findBox(parts, fourCc("tfdt")))
             setTime(*time, id);
@@ -153,8 +158,7 @@ private:
         const std::uint32_t flags = fields.next32();
         const std::uint32_t count = fields.next32();
         if ((flags & 0x1U) != 0)
-            run.position =
-                run.base + static_cast<std::uint64_t>(static_cast<std::int32_t>(fields.next32()));
+            run.position = placeFrom(run.base, static_cast<std::int32_t>(fields.next32()));
         std::uint32_t firstFlags = run.defaults.flags;
         const bool hasFirstFlags = (flags & 0x4U) != 0;
         if (hasFirstFlags)
@@ -166,13 +170,20 @@ private:
         for (std::uint32_t i = 0; i < count && fields.remaining() >= bytesPerSample; ++i) {
             // Samples that say nothing of themselves could be any number.
             const bool isBeyond = run.position >= source.size() || run.defaults.size == 0;
-            if ((isBeyond && bytesPerSample == 0) || run.track->packets.size() >= source.size())
+            if ((isBeyond && bytesPerSample == 0) || packets >= mostPackets(source.size()))
                 break;
             Defaults sample = run.defaults;
             if (i == 0 && hasFirstFlags)
                 sample.flags = firstFlags;
             readSample(fields, flags, sample, run);
         }
+    }
+
+    /** Places before the file's first byte are as good as those behind its last. */
+    static std::uint64_t placeFrom(std::uint64_t base, std::int32_t distance)
+    {
+        const std::int64_t place = static_cast<std::int64_t>(base) + distance;
+        return place >= 0 ? static_cast<std::uint64_t>(place) : Packet::furthest;
     }
 
     void readSample(Fields &fields, std::uint32_t runFlags, Defaults sample, Run &run)
@@ -186,7 +197,7 @@ private:
         IsoTrack &track = *run.track;
         std::int64_t &time = nextTimes[track.id];
         Packet packet = {.time = time, .size = sample.size};
-        packet.setDescription(sample.description);
+        packet.setDescription(descriptionOf(track, sample.description));
         packet.setOffset(run.position);
         packet.setKey((sample.flags & isNoKeySample) == 0);
         packet.compositionOffset =
@@ -194,7 +205,8 @@ private:
         track.hasKeyList = track.hasKeyList || packet.isKey == 0;
         track.lastDuration = sample.duration;
         track.packets.push_back(packet);
-        run.position += sample.size;
+        ++packets;
+        run.position = std::min(run.position + sample.size, Packet::furthest);
         time += sample.duration;
     }
 
@@ -202,6 +214,8 @@ private:
     IsoRecording &recording;
     std::map<std::uint32_t, Defaults> defaults;
     std::map<std::uint32_t, std::int64_t> nextTimes;
+    /** Of all tracks. */
+    std::uint64_t packets = 0;
 };
 
 } // namespace

@@ -11,8 +11,14 @@
 
 namespace {
 
-// Longer boxes are no description of anything.
-constexpr std::uint64_t longestCopy = 64ULL << 20U;
+// What describes a recording beside its packets has fewer bytes, pictures and sample groups
+// included.
+constexpr std::uint64_t mostCopied = 64ULL << 20U;
+
+// Durations of 32 bits; all ones mean that it is unknown.
+constexpr std::int64_t longestShort = 0xfffffffe;
+// Times in the media where an edit begins have a sign.
+constexpr std::int64_t longestShortStart = 0x7fffffff;
 
 constexpr std::array padding = {fourCc("free"), fourCc("skip")};
 
@@ -39,6 +45,22 @@ void appendBox(Bytes &target, FourCc type, const std::function<void(Bytes &)> &a
     appendBe(target, type, 4);
     appendBody(target);
     patchBe(target, start, target.size() - start, 4);
+}
+
+/** A header of version 0 as one of version 1, whose times and duration have 64 bits. */
+Bytes longHeader(const Bytes &shortHeader, std::size_t durationPlace, std::int64_t duration)
+{
+    constexpr std::size_t flagsEnd = 4;
+    constexpr std::size_t timesEnd = 12;
+    const ByteView from(shortHeader);
+    Bytes header = {1};
+    appendBytes(header, from.subspan(1, flagsEnd - 1));
+    appendBe(header, be32(&from[flagsEnd]), 8);
+    appendBe(header, be32(&from[flagsEnd + 4]), 8);
+    appendBytes(header, from.subspan(timesEnd, durationPlace - timesEnd));
+    appendBe(header, static_cast<std::uint64_t>(duration), 8);
+    appendBytes(header, from.subspan(durationPlace + 4));
+    return header;
 }
 
 class IndexWriter
@@ -100,9 +122,8 @@ private:
     void appendMovieHeader(Bytes &target) const
     {
         appendBox(target, fourCc("mvhd"), [this](Bytes &body) {
-            appendBe(body, 0, 12);
-            appendBe(body, static_cast<std::uint64_t>(recording.movieTimescale), 4);
-            appendBe(body, static_cast<std::uint64_t>(movieDuration()), 4);
+            appendHeaderTimes(body, 0, static_cast<std::uint64_t>(recording.movieTimescale), 4,
+                              movieDuration());
             appendBe(body, 0x00010000, 4);
             appendBe(body, 0x0100, 2);
             appendBe(body, 0, 10);
@@ -143,23 +164,29 @@ private:
         if (times.emptyTime == 0 && times.mediaStart == 0)
             return;
         appendBox(target, fourCc("edts"), [&times](Bytes &edits) {
-            appendBox(edits, fourCc("elst"), [&times](Bytes &list) {
-                constexpr std::uint64_t normalRate = 0x00010000;
-                constexpr std::uint64_t nothing = 0xffffffff;
-                const bool hasEmpty = times.emptyTime > 0;
-                appendBe(list, 0, 4);
-                appendBe(list, hasEmpty ? 2 : 1, 4);
-                if (hasEmpty) {
-                    appendBe(list, static_cast<std::uint64_t>(times.emptyTime), 4);
-                    appendBe(list, nothing, 4);
-                    appendBe(list, normalRate, 4);
-                }
-                appendBe(list, static_cast<std::uint64_t>(times.movieDuration - times.emptyTime),
-                         4);
-                appendBe(list, static_cast<std::uint64_t>(times.mediaStart), 4);
-                appendBe(list, normalRate, 4);
-            });
+            appendBox(edits, fourCc("elst"),
+                      [&times](Bytes &list) { appendEditList(list, times); });
         });
+    }
+
+    static void appendEditList(Bytes &list, const TrackTiming &times)
+    {
+        constexpr std::uint64_t normalRate = 0x00010000;
+        constexpr std::uint64_t longVersion = 1ULL << 24U;
+        const bool hasEmpty = times.emptyTime > 0;
+        const bool isLong =
+            times.movieDuration > longestShort || times.mediaStart > longestShortStart;
+        const auto appendEdit = [&list, width = isLong ? 8U : 4U](std::int64_t duration,
+                                                                  std::int64_t start) {
+            appendBe(list, static_cast<std::uint64_t>(duration), width);
+            appendBe(list, static_cast<std::uint64_t>(start), width);
+            appendBe(list, normalRate, 4);
+        };
+        appendBe(list, isLong ? longVersion : 0, 4);
+        appendBe(list, hasEmpty ? 2 : 1, 4);
+        if (hasEmpty)
+            appendEdit(times.emptyTime, -1);
+        appendEdit(times.movieDuration - times.emptyTime, times.mediaStart);
     }
 
     void appendMedia(Bytes &target, const Box &media, const IsoTrack &track,
@@ -205,31 +232,35 @@ private:
         });
     }
 
-    void appendCopy(Bytes &target, const Box &box) const
+    void appendCopy(Bytes &target, const Box &box)
     {
-        if (!box.isCut && !contains(padding, box.type) && box.end - box.offset <= longestCopy)
-            appendBytes(target, source.copy(box.offset, box.end - box.offset));
+        const std::uint64_t size = box.end - box.offset;
+        if (box.isCut || contains(padding, box.type) || size > mostCopied - copied)
+            return;
+        copied += size;
+        appendBytes(target, source.copy(box.offset, size));
     }
 
     /** A copy of a header with another duration, which stands at one of two places in its body. */
     void appendPatched(Bytes &target, const Box &box, std::size_t shortPlace, std::size_t longPlace,
                        std::int64_t duration) const
     {
-        Bytes copy = source.copy(box.offset, box.end - box.offset);
-        const auto header = static_cast<std::size_t>(box.headerSize);
-        const bool isLong = copy.size() > header && copy[header] == 1;
-        const std::size_t place = header + (isLong ? longPlace : shortPlace);
-        const unsigned width = isLong ? 8 : 4;
-        const auto longest =
-            isLong ? std::numeric_limits<std::int64_t>::max() : std::int64_t{0xffffffff};
-        if (copy.size() >= place + width)
-            patchBe(copy, place, static_cast<std::uint64_t>(std::min(duration, longest)), width);
-        appendBytes(target, copy);
+        constexpr std::uint64_t longestHeader = 1024;
+        Bytes body = source.copy(box.body(), std::min(box.bodySize(), longestHeader));
+        const bool isLong = !body.empty() && body[0] == 1;
+        if (!isLong && duration > longestShort && body.size() >= shortPlace + 4)
+            body = longHeader(body, shortPlace, duration);
+        else if (body.size() >= (isLong ? longPlace + 8 : shortPlace + 4))
+            patchBe(body, isLong ? longPlace : shortPlace, static_cast<std::uint64_t>(duration),
+                    isLong ? 8 : 4);
+        appendBytes(target, makeBox(box.type, body));
     }
 
     const SourceFile &source;
     const IsoRecording &recording;
     std::vector<TrackTiming> timing;
+    /** Bytes of boxes that are as they were. */
+    std::uint64_t copied = 0;
 };
 
 } // namespace
@@ -239,6 +270,18 @@ Bytes makeBox(FourCc type, ByteView body)
     Bytes box;
     appendBox(box, type, [body](Bytes &target) { appendBytes(target, body); });
     return box;
+}
+
+void appendHeaderTimes(Bytes &target, std::uint32_t flags, std::uint64_t field, unsigned fieldSize,
+                       std::int64_t duration)
+{
+    const bool isLong = duration > longestShort;
+    const unsigned width = isLong ? 8 : 4;
+    appendBe(target, isLong ? 1 : 0, 1);
+    appendBe(target, flags, 3);
+    appendBe(target, 0, 2 * width);
+    appendBe(target, field, fieldSize);
+    appendBe(target, static_cast<std::uint64_t>(duration), width);
 }
 
 Bytes makeIndex(const SourceFile &source, const IsoRecording &recording)

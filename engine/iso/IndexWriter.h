@@ -12,5 +12,12 @@
  */
 Bytes makeIndex(const SourceFile &source, const IsoRecording &recording);
 
+/**
+ * Appends the beginning of a header box's body: version, flags, times of creation and change, which
+ * are unknown, a field, and a duration. The version is the one that the duration needs.
+ */
+void appendHeaderTimes(Bytes &target, std::uint32_t flags, std::uint64_t field, unsigned fieldSize,
+                       std::int64_t duration);
+
 /** A box with all that it holds. */
 Bytes makeBox(FourCc type, ByteView body);

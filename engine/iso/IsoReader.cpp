@@ -30,6 +30,8 @@ void applyShift(IsoTrack &track, std::int64_t shift)
 void markLost(IsoTrack &track, std::uint64_t fileSize)
 {
     for (Packet &packet : track.packets) {
+        if (packet.size > largestPacket)
+            packet.setLost(true);
         if (packet.end() <= fileSize)
             continue;
         const std::uint64_t there = fileSize - std::min<std::uint64_t>(packet.offset, fileSize);
@@ -75,8 +77,9 @@ void addOrphanedTrack(const SourceFile &source, IsoRecording &recording)
         return;
     // It came first, and had a number of its own.
     orphan->id = 1;
-    for (const IsoTrack &track : recording.tracks)
-        orphan->id += track.id == orphan->id ? track.id : 0;
+    const auto isTaken = [&](const IsoTrack &track) { return track.id == orphan->id; };
+    while (std::any_of(recording.tracks.begin(), recording.tracks.end(), isTaken))
+        ++orphan->id;
     recording.tracks.insert(recording.tracks.begin(), std::move(*orphan));
 }
 
@@ -84,8 +87,11 @@ std::optional<IsoRecording> readIndex(const SourceFile &source, const IsoStructu
                                       const Box &index)
 {
     IsoRecording recording = readTrackHeaders(source, index);
-    for (IsoTrack &track : recording.tracks)
-        readSampleTables(source, track);
+    std::uint64_t most = mostPackets(source.size());
+    for (IsoTrack &track : recording.tracks) {
+        readSampleTables(source, track, most);
+        most -= track.packets.size();
+    }
     addOrphanedTrack(source, recording);
     mendSampleDurations(recording);
     recording.offsetShift = findOffsetShift(source, structure, recording);

@@ -25,6 +25,8 @@ struct IsoTrack : Track
     FourCc handler = 0;
     /** Type of the first sample description. */
     FourCc codecType = 0;
+    /** How many sample descriptions there are; packets can name 255. */
+    std::uint32_t descriptions = 1;
     /** The "trak" box, which the output's is made after. */
     Box box;
     SampleTableBoxes tables;

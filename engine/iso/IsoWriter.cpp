@@ -1,6 +1,7 @@
 #include "engine/iso/IsoWriter.h"
 
 #include "engine/iso/IndexWriter.h"
+#include "engine/iso/PacketLook.h"
 #include "engine/iso/TrackTiming.h"
 #include "engine/recording/ForwardReader.h"
 #include "engine/recording/OutputFile.h"
@@ -53,7 +54,11 @@ private:
         const ByteView bytes = reader.read(packet.offset, packet.size);
         // An index that tells of the same bytes again and again could fill any disk.
         const bool isTooMuch = copied + packet.size > source.size();
-        if (bytes.size() < packet.size || isTooMuch ||
+        // A fragment's header may have been found where its media is not any more.
+        const IsoTrack &track = recording.tracks[index];
+        const bool isElsewhere =
+            track.isFragmented && track.kind == TrackKind::Video && !mayBeDecoded(track, bytes);
+        if (bytes.size() < packet.size || isTooMuch || isElsewhere ||
             PacketContent::isOverwritten(bytes, kinds[index])) {
             packet.setLost(true);
             return;

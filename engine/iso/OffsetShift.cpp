@@ -1,5 +1,6 @@
 #include "engine/iso/OffsetShift.h"
 
+#include "engine/iso/PacketLook.h"
 #include "engine/recording/PacketContent.h"
 
 #include <algorithm>
@@ -19,72 +20,8 @@ constexpr double enoughToShift = 0.9;
 // How far from where the index says it is the media is searched for.
 constexpr std::uint64_t searchReach = 64ULL << 20U;
 
-enum class Look { Unknown, Right, Wrong };
-
 using PacketContent::isNalHeader;
 using PacketContent::lengthField;
-
-/** The lengths of NAL units lead from the first byte of the packet exactly to its end. */
-bool isNalChain(const SourceFile &source, const IsoTrack &track, std::uint64_t offset,
-                std::uint64_t size)
-{
-    const std::uint64_t end = offset + size;
-    const unsigned width = track.nalLengthSize;
-    while (offset < end) {
-        const ByteView bytes = source.view(offset, width + 1);
-        if (bytes.size() <= width || !isNalHeader(bytes[width], track.isHevc))
-            return false;
-        const std::uint64_t length = lengthField(bytes.data(), width);
-        if (length == 0 || length > end - offset - width)
-            return false;
-        offset += width + length;
-    }
-    return offset == end;
-}
-
-/**
- * Frames of AAC begin with the kind of their first part. Of a quiet frame of one channel the first
- * byte is zero, but not all.
- */
-bool mayBeginAac(ByteView bytes)
-{
-    constexpr unsigned couplingChannel = 2;
-    constexpr unsigned lowChannel = 3;
-    constexpr unsigned end = 7;
-    const unsigned kind = bytes[0] >> 5U;
-    return kind != couplingChannel && kind != lowChannel && kind != end && be32(bytes.data()) != 0;
-}
-
-Look lookAt(const SourceFile &source, const IsoTrack &track, std::uint64_t offset,
-            std::uint64_t size)
-{
-    if (size < 8)
-        return Look::Unknown;
-    const auto is = [](bool right) { return right ? Look::Right : Look::Wrong; };
-    if (track.nalLengthSize > 0)
-        return is(isNalChain(source, track, offset, size));
-    const ByteView bytes = source.view(offset, 8);
-    if (bytes.size() < 8)
-        return Look::Wrong;
-    switch (track.codecType) {
-    case fourCc("jpeg"):
-    case fourCc("mjpa"):
-    case fourCc("mjpg"):
-        return is(be16(bytes.data()) == 0xffd8);
-    case fourCc("mp4v"):
-        return is(be24(bytes.data()) == 1);
-    case fourCc("apch"):
-    case fourCc("apcn"):
-    case fourCc("apcs"):
-    case fourCc("apco"):
-    case fourCc("ap4h"):
-        return is(be32(&bytes[4]) == fourCc("icpf"));
-    case fourCc("mp4a"):
-        return track.isAac ? is(mayBeginAac(bytes)) : Look::Unknown;
-    default:
-        return Look::Unknown;
-    }
-}
 
 struct Score
 {
@@ -171,12 +108,16 @@ std::vector<std::int64_t> searchPacket(const SourceFile &source, const IsoTrack 
     const std::uint64_t to =
         std::min(source.size(), static_cast<std::uint64_t>(packet.offset) + searchReach);
     const unsigned width = track.nalLengthSize;
+    // Bytes that are made up may look like the beginning of a chain at every place.
+    constexpr int mostTried = 1 << 18;
+    int tried = 0;
     Bytes window(windowSize + 8);
     for (std::uint64_t start = from; start < to && shifts.size() < mostFound; start += windowSize) {
         const std::size_t size = source.read(start, window.data(), window.size());
         for (std::size_t i = 0; i + width < size && i < windowSize; ++i) {
             const std::uint64_t length = lengthField(&window[i], width);
             if (length == 0 || length + width > packet.size ||
+                !isNalHeader(window[i + width], track.isHevc) || ++tried > mostTried ||
                 !isNalChain(source, track, start + i, packet.size))
                 continue;
             shifts.push_back(static_cast<std::int64_t>(start + i) -

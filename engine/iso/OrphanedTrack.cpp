@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <limits>
 #include <string_view>
 
 namespace {
@@ -75,7 +76,7 @@ PictureFacts decodeFirstPicture(const SourceFile &source, const IsoTrack &track,
         return facts;
     decoder->extradata =
         static_cast<std::uint8_t *>(av_mallocz(parameters.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    const Bytes bytes = source.copy(key->offset, key->size);
+    const Bytes bytes = source.copy(key->offset, std::min<std::uint64_t>(key->size, largestPacket));
     const Ffmpeg::PacketPtr packet = Ffmpeg::makePacket();
     if (decoder->extradata == nullptr ||
         av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
@@ -135,7 +136,8 @@ std::int64_t timescaleFor(const IsoTrack &track, AVRational rate, double seconds
     const std::int64_t step = track.packets[1].time - track.packets[0].time;
     if (rate.num <= 0 || rate.den <= 0)
         rate = rateBy(track.packets.size(), seconds);
-    return std::max<std::int64_t>(std::llround(static_cast<double>(step) * av_q2d(rate)), 1);
+    constexpr double finest = std::numeric_limits<std::int32_t>::max();
+    return std::llround(std::clamp(static_cast<double>(step) * av_q2d(rate), 1.0, finest));
 }
 
 /** Sets what the codec's parameters tell; false when neither they nor the pictures do. */
@@ -164,7 +166,7 @@ void startAtOnce(IsoTrack &track)
     for (std::size_t i = 0; i < std::min(mostReordered, track.packets.size()); ++i)
         first = std::min(first, track.packets[i].time + track.packets[i].compositionOffset);
     for (Packet &packet : track.packets)
-        packet.compositionOffset -= static_cast<std::int32_t>(first);
+        packet.showEarlier(first);
     track.startsAtFirst = true;
 }
 
@@ -186,7 +188,7 @@ std::optional<IsoTrack> readOrphanedTrack(const SourceFile &source, std::uint64_
     track.tables = findSampleTables(tablesFrom(source, *durations, from + content.size()));
     if (!hasSampleTables(track.tables))
         return std::nullopt;
-    readSampleTables(source, track);
+    readSampleTables(source, track, mostPackets(source.size()));
     if (track.packets.empty() || !setCodec(source, parameters, track))
         return std::nullopt;
     track.codec = textOf(track.codecType);
@@ -215,11 +217,9 @@ void appendMadeTrack(Bytes &target, const IsoTrack &track, std::int64_t movieDur
                      std::int64_t mediaDuration)
 {
     Bytes header;
-    appendBe(header, 3, 4);
-    appendBe(header, 0, 8);
-    appendBe(header, track.id, 4);
-    appendBe(header, 0, 4);
-    appendBe(header, static_cast<std::uint64_t>(movieDuration), 4);
+    constexpr std::uint32_t isShown = 3;
+    appendHeaderTimes(header, isShown, static_cast<std::uint64_t>(track.id) << 32U, 8,
+                      movieDuration);
     appendBe(header, 0, 16);
     for (const std::uint32_t number :
          {0x00010000U, 0U, 0U, 0U, 0x00010000U, 0U, 0U, 0U, 0x40000000U, track.madeWidth << 16U,
@@ -227,9 +227,8 @@ void appendMadeTrack(Bytes &target, const IsoTrack &track, std::int64_t movieDur
         appendBe(header, number, 4);
 
     Bytes mediaHeader;
-    appendBe(mediaHeader, 0, 12);
-    appendBe(mediaHeader, static_cast<std::uint64_t>(track.timescale), 4);
-    appendBe(mediaHeader, static_cast<std::uint64_t>(mediaDuration), 4);
+    appendHeaderTimes(mediaHeader, 0, static_cast<std::uint64_t>(track.timescale), 4,
+                      mediaDuration);
     constexpr std::uint64_t undetermined = 0x55c4;
     appendBe(mediaHeader, undetermined, 2);
     appendBe(mediaHeader, 0, 2);

@@ -37,8 +37,10 @@ std::int64_t commonFactor(const IsoTrack &track, double ratio)
 void setUniformTimes(IsoTrack &track, std::int64_t duration)
 {
     const auto count = static_cast<std::int64_t>(track.packets.size());
+    // Their product may be too large for any number.
     for (std::int64_t i = 0; i < count; ++i)
-        track.packets[static_cast<std::size_t>(i)].time = i * duration / count;
+        track.packets[static_cast<std::size_t>(i)].time =
+            duration / count * i + duration % count * i / count;
     track.lastDuration = duration - track.packets.back().time;
 }
 

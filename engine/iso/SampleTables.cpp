@@ -19,8 +19,7 @@ public:
         if (!box || box->bodySize() < headerSize)
             return;
         position = box->body() + headerSize;
-        const ByteView count = source.view(position - sizeof(std::uint32_t), sizeof(std::uint32_t));
-        stated = be32(count.data());
+        stated = numberAt(source, position - sizeof(std::uint32_t));
         remaining = std::min<std::uint64_t>(stated, (box->end - position) / entrySize);
     }
 
@@ -95,8 +94,8 @@ public:
           bits(fieldBits(source, box))
     {
         if (box && box->type == fourCc("stsz") && box->bodySize() >= compactHeader) {
-            fixedSize = be32(source.view(box->body() + 4, 4).data());
-            statedCount = be32(source.view(box->body() + 8, 4).data());
+            fixedSize = numberAt(source, box->body() + 4);
+            statedCount = numberAt(source, box->body() + 8);
         }
     }
 
@@ -133,7 +132,8 @@ private:
     {
         if (!box || box->type == fourCc("stsz") || box->bodySize() < compactHeader)
             return 32;
-        const unsigned width = *source.view(box->body() + 7, 1).data();
+        constexpr std::uint32_t widthField = 0xff;
+        const std::uint32_t width = numberAt(source, box->body() + 4) & widthField;
         return width == 4 || width == 8 ? width : 16;
     }
 
@@ -257,6 +257,10 @@ std::optional<std::int64_t> onlyDuration(const SourceFile &source, const std::op
 
 // Of any number of channels; frames of compressed sound are larger.
 constexpr std::uint32_t largestPlainSample = 128;
+// In the track's units: usually 1, and some times that where the table is wrong.
+constexpr std::int64_t longestPlainSample = 1U << 16U;
+// Bytes: a chunk may be as long as the recording, and a packet is in memory as a whole.
+constexpr std::uint64_t largestPlainPacket = 1U << 20U;
 
 bool isUniform(const SourceFile &source, const IsoTrack &track)
 {
@@ -266,11 +270,13 @@ bool isUniform(const SourceFile &source, const IsoTrack &track)
            onlyDuration(source, track.tables.durations).has_value();
 }
 
-void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track)
+void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint64_t most)
 {
-    track.uniformDuration = *onlyDuration(source, track.tables.durations);
+    track.uniformDuration =
+        std::min(*onlyDuration(source, track.tables.durations), longestPlainSample);
     if (track.uniformSize == 0)
         track.uniformSize = track.statedSampleSize;
+    const std::uint64_t samplesAtOnce = largestPlainPacket / track.uniformSize;
     OffsetReader offsets(source, track.tables.chunkOffsets);
     ChunkReader chunks(source, track.tables.chunks);
     std::uint64_t left = SizeReader(source, track.tables.sizes).count();
@@ -278,22 +284,25 @@ void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track)
     std::uint64_t number = 1;
     for (auto offset = offsets.next(); offset && left > 0; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
-        const std::uint64_t samples = std::min<std::uint64_t>(chunk.samples, left);
-        const std::uint64_t size = samples * track.uniformSize;
-        if (samples == 0 || size > std::numeric_limits<std::uint32_t>::max())
-            break;
-        Packet packet = {.isKey = 1, .time = time};
-        packet.setDescription(chunk.description);
-        packet.setOffset(*offset);
-        packet.size = static_cast<std::uint32_t>(size);
-        track.packets.push_back(packet);
-        track.lastDuration = static_cast<std::int64_t>(samples) * track.uniformDuration;
-        time += track.lastDuration;
-        left -= samples;
+        std::uint64_t place = std::min(*offset, Packet::furthest);
+        std::uint64_t inChunk = std::min<std::uint64_t>(chunk.samples, left);
+        left -= inChunk;
+        while (inChunk > 0 && track.packets.size() < most) {
+            const std::uint64_t samples = std::min(inChunk, samplesAtOnce);
+            Packet packet = {.isKey = 1, .time = time};
+            packet.setDescription(descriptionOf(track, chunk.description));
+            packet.setOffset(place);
+            packet.size = static_cast<std::uint32_t>(samples * track.uniformSize);
+            track.packets.push_back(packet);
+            track.lastDuration = static_cast<std::int64_t>(samples) * track.uniformDuration;
+            time += track.lastDuration;
+            place += packet.size;
+            inChunk -= samples;
+        }
     }
 }
 
-void readSamples(const SourceFile &source, IsoTrack &track)
+void readSamples(const SourceFile &source, IsoTrack &track, std::uint64_t most)
 {
     OffsetReader offsets(source, track.tables.chunkOffsets);
     ChunkReader chunks(source, track.tables.chunks);
@@ -304,11 +313,10 @@ void readSamples(const SourceFile &source, IsoTrack &track)
     const std::uint64_t stated = sizes.count();
     std::int64_t time = 0;
     std::uint64_t number = 1;
-    // More than a packet for each byte is nonsense, of which there could be any amount.
-    const std::uint64_t most = source.size();
     // One that grows as it is filled would be there twice at times. A day's packets are no more.
     constexpr std::uint64_t mostReserved = 1U << 23U;
-    track.packets.reserve(static_cast<std::size_t>(std::min(sizes.listed(), mostReserved)));
+    track.packets.reserve(
+        static_cast<std::size_t>(std::min({sizes.listed(), most, mostReserved})));
     for (auto offset = offsets.next(); offset; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);
@@ -317,7 +325,7 @@ void readSamples(const SourceFile &source, IsoTrack &track)
             if (!size || track.packets.size() >= std::min(stated, most))
                 break;
             Packet packet = {.time = time, .size = *size};
-            packet.setDescription(chunk.description);
+            packet.setDescription(descriptionOf(track, chunk.description));
             packet.setOffset(place);
             packet.setKey(keys.isKey(track.packets.size() + 1));
             packet.compositionOffset = static_cast<std::int32_t>(composition.next());
@@ -355,12 +363,17 @@ SampleTableBoxes findSampleTables(const std::vector<Box> &children)
     return tables;
 }
 
-void readSampleTables(const SourceFile &source, IsoTrack &track)
+std::uint32_t descriptionOf(const IsoTrack &track, std::uint32_t number)
+{
+    return number > 0 && number <= track.descriptions ? number : 1;
+}
+
+void readSampleTables(const SourceFile &source, IsoTrack &track, std::uint64_t most)
 {
     track.hasKeyList = track.tables.keySamples.has_value();
     track.statedSampleSize = SizeReader(source, track.tables.sizes).fixed();
     if (isUniform(source, track))
-        readChunksOfPlainSound(source, track);
+        readChunksOfPlainSound(source, track, most);
     else
-        readSamples(source, track);
+        readSamples(source, track, most);
 }

@@ -145,7 +145,7 @@ void readSoundDescription(const SourceFile &source, const Box &entry, IsoTrack &
     const auto &sizes = track.tables.sizes;
     if (!sizes || sizes->type != fourCc("stsz") || sizes->bodySize() < 8)
         return;
-    const std::uint32_t stated = be32(source.view(sizes->body() + 4, 4).data());
+    const std::uint32_t stated = numberAt(source, sizes->body() + 4);
     if (stated == 1 && plain > 0 && plain <= 64)
         track.uniformSize = plain;
 }
@@ -156,6 +156,11 @@ void readDescription(const SourceFile &source, const Box &box, IsoTrack &track)
     const auto entry = readBox(source, box.body() + listHeader, box.end);
     if (!entry || box.bodySize() > longestDescription)
         return;
+    constexpr std::uint32_t mostDescriptions = 255;
+    track.descriptions = 0;
+    for (auto next = entry; next && track.descriptions < mostDescriptions;
+         next = readBox(source, next->end, box.end))
+        ++track.descriptions;
     track.codecType = entry->type;
     track.codec = textOf(entry->type);
     while (track.codec.size() > 1 && track.codec.back() == ' ')
@@ -252,7 +257,10 @@ IsoRecording readTrackHeaders(const SourceFile &source, const Box &index)
     }
     const bool knowsTimescale = findBox(parts, fourCc("mvhd")).has_value();
     for (const Box &box : trackBoxes(source, index)) {
-        if (auto track = readTrack(source, box, recording.isQuickTime))
+        auto track = recording.tracks.size() < mostTracks
+                         ? readTrack(source, box, recording.isQuickTime)
+                         : std::nullopt;
+        if (track)
             recording.tracks.push_back(std::move(*track));
         else
             ++recording.lostTracks;

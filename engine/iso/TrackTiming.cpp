@@ -17,6 +17,15 @@ struct PlainEdits
     bool isPlain = true;
 };
 
+// In any units: what is longer is nonsense, and sums of it would be no number.
+constexpr std::uint64_t longestTime = 1ULL << 50U;
+
+/** The nearest whole number to a time, which is none that could not be. */
+std::int64_t wholeTime(double time)
+{
+    return std::llround(std::clamp(time, 0.0, static_cast<double>(longestTime)));
+}
+
 PlainEdits readEdits(const SourceFile &source, const IsoTrack &track)
 {
     PlainEdits edits;
@@ -38,23 +47,31 @@ PlainEdits readEdits(const SourceFile &source, const IsoTrack &track)
     std::size_t shown = 0;
     for (std::size_t i = 0; i < count && 8 + (i + 1) * entrySize <= body.size(); ++i) {
         const std::uint8_t *entry = &body[8 + i * entrySize];
-        const auto length = static_cast<std::int64_t>(isLong ? be64(entry) : be32(entry));
+        const std::uint64_t length = isLong ? be64(entry) : be32(entry);
         const std::int64_t start = isLong ? static_cast<std::int64_t>(be64(entry + 8))
                                           : static_cast<std::int32_t>(be32(entry + 4));
         if (start < 0)
-            edits.emptyTime += length;
+            edits.emptyTime += static_cast<std::int64_t>(std::min(length, longestTime));
         else if (shown++ == 0)
-            edits.mediaStart = start;
+            edits.mediaStart = std::min(start, static_cast<std::int64_t>(longestTime));
     }
     edits.isPlain = edits.isPlain && shown <= 1;
     return edits;
 }
 
+/** The first that is not lost and decoded at this time or later; null when there is none. */
+const Packet *firstKeptFrom(const IsoTrack &track, std::int64_t time)
+{
+    const auto found =
+        std::find_if(track.packets.begin(), track.packets.end(), [time](const Packet &packet) {
+            return packet.isLost == 0 && packet.time >= time;
+        });
+    return found != track.packets.end() ? &*found : nullptr;
+}
+
 const Packet *firstKept(const IsoTrack &track)
 {
-    const auto found = std::find_if(track.packets.begin(), track.packets.end(),
-                                    [](const Packet &packet) { return packet.isLost == 0; });
-    return found != track.packets.end() ? &*found : nullptr;
+    return firstKeptFrom(track, std::numeric_limits<std::int64_t>::min());
 }
 
 std::int64_t endOf(const IsoTrack &track)
@@ -120,6 +137,68 @@ double startOfRecording(const IsoRecording &recording, const std::vector<PlainEd
     return std::max(start, 0.0);
 }
 
+/** What can be said of a track by itself. */
+TrackTiming extentOf(const IsoTrack &track)
+{
+    TrackTiming times;
+    times.keptPackets = static_cast<std::size_t>(
+        std::count_if(track.packets.begin(), track.packets.end(),
+                      [](const Packet &packet) { return packet.isLost == 0; }));
+    if (times.keptPackets > 0)
+        times.mediaDuration = endOf(track) - firstKept(track)->time;
+    return times;
+}
+
+/** All of it is there, at the times that the index gives it. */
+bool isWhole(const IsoTrack &track)
+{
+    return std::none_of(track.packets.begin(), track.packets.end(),
+                        [](const Packet &packet) { return packet.isLost != 0; }) &&
+           track.missing == 0 && !track.isRetimed && !track.isFragmented &&
+           !track.packets.empty() && track.packets.front().time == 0 && !track.startsAtFirst;
+}
+
+bool mayKeepEdits(const IsoTrack &track, const PlainEdits &edits)
+{
+    const Packet *first = firstKept(track);
+    return isWhole(track) || (first != nullptr && first->time == 0 && !edits.isPlain);
+}
+
+/**
+ * Says where a track that has packets lies in the output.
+ *
+ * @param origin which second of the damaged recording is the first of the output
+ */
+void placeInTime(const IsoRecording &recording, std::size_t number, const PlainEdits &edits,
+                 double origin, TrackTiming &times)
+{
+    const IsoTrack &track = recording.tracks[number];
+    const auto movieScale = static_cast<double>(recording.movieTimescale);
+    const auto mediaScale = static_cast<double>(track.timescale);
+    const std::int64_t first = firstKept(track)->time;
+    const double lead = startOf(track, edits, recording.movieTimescale) - origin;
+    times.emptyTime = wholeTime(lead * movieScale);
+    times.mediaStart =
+        track.startsAtFirst ? 0 : std::max<std::int64_t>(edits.mediaStart - first, 0);
+    // Data that begins before the pictures and the sound is not shown before they are.
+    const std::int64_t begin = first + times.mediaStart + wholeTime(-lead * mediaScale);
+    const Packet *shownFirst =
+        lead < 0 && track.kind == TrackKind::Other ? firstKeptFrom(track, begin) : nullptr;
+    if (shownFirst != nullptr) {
+        times.keepsEdits = false;
+        times.mediaStart = shownFirst->time - first;
+        // Readers want showing to begin where a packet does.
+        times.emptyTime =
+            wholeTime(static_cast<double>(shownFirst->time - begin) / mediaScale * movieScale);
+    }
+    // Readers leave out what an edit list no longer shows.
+    const auto shown = static_cast<double>(shownUntil(track, first + times.mediaDuration) - first -
+                                           times.mediaStart);
+    times.movieDuration = times.emptyTime + wholeTime(shown / mediaScale * movieScale);
+    if (times.keepsEdits && isWhole(track) && track.statedMovieDuration > 0)
+        times.movieDuration = track.statedMovieDuration;
+}
+
 } // namespace
 
 void startAtFirstPackets(const SourceFile &source, IsoRecording &recording)
@@ -135,7 +214,7 @@ void startAtFirstPackets(const SourceFile &source, IsoRecording &recording)
         if (!edits.isPlain || std::abs(late) > furthest)
             continue;
         for (Packet &packet : track.packets)
-            packet.compositionOffset -= static_cast<std::int32_t>(late);
+            packet.showEarlier(late);
         track.startsAtFirst = true;
         track.firstShown = earliest - edits.mediaStart;
     }
@@ -146,37 +225,19 @@ std::vector<TrackTiming> timeTracks(const SourceFile &source, const IsoRecording
     std::vector<PlainEdits> edits;
     for (const IsoTrack &track : recording.tracks)
         edits.push_back(readEdits(source, track));
-    const double origin = startOfRecording(recording, edits);
-    const auto movieScale = static_cast<double>(recording.movieTimescale);
-
     std::vector<TrackTiming> timing(recording.tracks.size());
+    bool isAnyAsItWas = false;
     for (std::size_t i = 0; i < timing.size(); ++i) {
         const IsoTrack &track = recording.tracks[i];
-        TrackTiming &times = timing[i];
-        times.keptPackets = static_cast<std::size_t>(
-            std::count_if(track.packets.begin(), track.packets.end(),
-                          [](const Packet &packet) { return packet.isLost == 0; }));
-        if (times.keptPackets == 0)
-            continue;
-        const std::int64_t first = firstKept(track)->time;
-        const std::int64_t end = endOf(track);
-        times.mediaDuration = end - first;
-        const bool isWhole = times.keptPackets == track.packets.size() && track.missing == 0 &&
-                             !track.isRetimed && !track.isFragmented && first == 0 &&
-                             !track.startsAtFirst;
-        times.keepsEdits = isWhole || (first == 0 && !edits[i].isPlain);
-        const double lead = startOf(track, edits[i], recording.movieTimescale) - origin;
-        times.emptyTime = std::max<std::int64_t>(std::llround(lead * movieScale), 0);
-        times.mediaStart =
-            track.startsAtFirst ? 0 : std::max<std::int64_t>(edits[i].mediaStart - first, 0);
-        // Readers leave out what an edit list no longer shows.
-        const double shown =
-            static_cast<double>(shownUntil(track, end) - first - times.mediaStart) /
-            static_cast<double>(track.timescale);
-        times.movieDuration =
-            times.emptyTime + std::max<std::int64_t>(std::llround(shown * movieScale), 0);
-        if (isWhole && track.statedMovieDuration > 0)
-            times.movieDuration = track.statedMovieDuration;
+        timing[i] = extentOf(track);
+        timing[i].keepsEdits = mayKeepEdits(track, edits[i]);
+        isAnyAsItWas = isAnyAsItWas || (timing[i].keepsEdits && track.kind != TrackKind::Other);
+    }
+    // Pictures and sound that begin when they always did are what the others are timed by.
+    const double origin = isAnyAsItWas ? 0 : startOfRecording(recording, edits);
+    for (std::size_t i = 0; i < timing.size(); ++i) {
+        if (timing[i].keptPackets > 0)
+            placeInTime(recording, i, edits[i], origin, timing[i]);
     }
     return timing;
 }

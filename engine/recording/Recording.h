@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -33,12 +36,38 @@ struct Packet
     {
         offset = (place < furthest ? place : furthest) & offsetMask;
     }
+    /** @param by in the track's units */
+    void showEarlier(std::int64_t by)
+    {
+        constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+        compositionOffset = static_cast<std::int32_t>(
+            std::clamp(compositionOffset - std::clamp(by, -most, most), -most, most));
+    }
     void setDescription(std::uint32_t number) { description = number & 0xffU; }
     void setKey(bool is) { isKey = is ? 1U : 0U; }
     void setLost(bool is) { isLost = is ? 1U : 0U; }
 };
 
 enum class TrackKind { Video, Audio, Other };
+
+/**
+ * As many packets as a recording in a file of this size may have, all tracks together. What names
+ * more of them is damaged or made up, and there would be no end to the memory that they take.
+ */
+constexpr std::uint64_t mostPackets(std::uint64_t fileSize)
+{
+    constexpr std::uint64_t ofSmallFile = 4096;
+    constexpr std::uint64_t bytesPerPacket = 16;
+    // A day of pictures and sound.
+    constexpr std::uint64_t ofAnyFile = 1ULL << 24U;
+    return std::min(ofSmallFile + fileSize / bytesPerPacket, ofAnyFile);
+}
+
+/** Tracks beyond these are left out: each is looked at with every packet. */
+constexpr std::size_t mostTracks = 128;
+
+/** Bytes. Packets are in memory one at a time; no picture has more. */
+constexpr std::uint64_t largestPacket = 256ULL << 20U;
 
 /** A span of time, in seconds, in which a track lacks packets. */
 struct Gap

@@ -33,6 +33,8 @@ std::size_t SourceFile::read(std::uint64_t offset, std::uint8_t *target, std::si
 
 ByteView SourceFile::view(std::uint64_t offset, std::size_t size) const
 {
+    if (offset >= fileSize)
+        return {};
     size = std::min(size, windowSize);
     const bool isInWindow = offset >= windowStart && offset + size <= windowStart + window.size();
     if (!isInWindow) {
