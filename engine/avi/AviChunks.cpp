@@ -1,5 +1,7 @@
 #include "engine/avi/AviChunks.h"
 
+#include "engine/recording/Recording.h"
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -8,11 +10,6 @@
 namespace {
 
 constexpr std::uint64_t listHeader = 12;
-
-std::string_view textOf(ByteView bytes)
-{
-    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
-}
 
 /** A chunk's stream and kind by its name; kind 0 for others. */
 AviChunk chunkNamed(ByteView name)
@@ -59,11 +56,16 @@ private:
         return chunk.kind != 0 && isThere ? std::optional(chunk) : std::nullopt;
     }
 
-    bool isChain(std::uint64_t position) const
+    bool isChain(std::uint64_t position)
     {
         constexpr int chunksToFollow = 3;
+        // What is made up may look like a chunk at every place: each leads to another window.
+        constexpr int mostFollowed = 1 << 18;
         for (int i = 0; i < chunksToFollow; ++i) {
-            if (const auto chunk = chunkAt(position))
+            const auto chunk = chunkAt(position);
+            if (chunk && i == 0 && ++followed > mostFollowed)
+                return false;
+            if (chunk)
                 position = chunk->end();
             else if (const auto other = i > 0 ? otherPartAt(position) : std::nullopt)
                 position = *other;
@@ -83,6 +85,9 @@ private:
         if (type == "LIST" || type == "RIFF")
             return position + listHeader;
         const std::uint64_t size = AviChunk::headerSize + le32(&head[4]) + (head[4] & 1U);
+        // Its size may be damaged: chunks may stand behind it all the same.
+        if (size > source.size() - position)
+            return std::nullopt;
         if (type == "JUNK" || type == "idx1" || type.starts_with("ix") ||
             textOf(head.subspan(2, 2)) == "pc" || textOf(head.subspan(2, 2)) == "tx")
             return position + size;
@@ -111,7 +116,8 @@ private:
         if (chunk && (isInList || isChain(position))) {
             endHole(position);
             isInList = true;
-            content.chunks.push_back(*chunk);
+            if (content.chunks.size() < mostPackets(source.size()))
+                content.chunks.push_back(*chunk);
             lastEnd = chunk->end();
             return lastEnd;
         }
@@ -162,6 +168,10 @@ private:
     void takeOldIndex(std::uint64_t from, std::uint64_t to)
     {
         constexpr std::size_t entrySize = 16;
+        // There is to be one; each is compared with the chunks.
+        constexpr int mostOldIndexes = 8;
+        if (++oldIndexes > mostOldIndexes)
+            return;
         const Bytes table = source.copy(from, to - from);
         std::vector<AviChunk> entries;
         for (std::size_t i = 0; i + entrySize <= table.size(); i += entrySize) {
@@ -176,7 +186,7 @@ private:
             return;
         for (AviChunk &entry : entries) {
             entry.offset += *base;
-            content.index.push_back(entry);
+            addEntry(entry);
         }
     }
 
@@ -184,18 +194,23 @@ private:
     std::optional<std::uint64_t> baseOf(const std::vector<AviChunk> &entries) const
     {
         constexpr std::size_t mostCompared = 64;
+        constexpr std::ptrdiff_t mostChunks = 4096;
         std::map<std::uint64_t, int> votes;
+        if (content.chunks.empty())
+            return std::nullopt;
+        const std::uint64_t furthest = content.chunks.front().offset + 4;
         std::size_t compared = 0;
         for (const AviChunk &entry : entries) {
             // The first chunks' places are small numbers, whatever they count from.
             if (++compared > mostCompared)
                 break;
-            for (const AviChunk &chunk : content.chunks) {
-                if (chunk.offset >= entry.offset + content.chunks.front().offset + 4)
-                    break;
-                if (chunk.offset >= entry.offset && chunk.size == entry.size &&
-                    chunk.stream == entry.stream)
-                    ++votes[chunk.offset - entry.offset];
+            auto chunk = std::lower_bound(
+                content.chunks.begin(), content.chunks.end(), entry.offset,
+                [](const AviChunk &one, std::uint64_t place) { return one.offset < place; });
+            const auto last = chunk + std::min(mostChunks, content.chunks.end() - chunk);
+            for (; chunk != last && chunk->offset < entry.offset + furthest; ++chunk) {
+                if (chunk->size == entry.size && chunk->stream == entry.stream)
+                    ++votes[chunk->offset - entry.offset];
             }
         }
         const auto best = std::max_element(votes.begin(), votes.end(),
@@ -218,8 +233,14 @@ private:
             chunk.offset = base + le32(&table[i]) - AviChunk::headerSize;
             chunk.size = le32(&table[i + 4]) & 0x7fffffffU;
             if (chunk.kind != 0 && chunk.size > 0)
-                content.index.push_back(chunk);
+                addEntry(chunk);
         }
+    }
+
+    void addEntry(const AviChunk &entry)
+    {
+        if (content.index.size() < mostPackets(source.size()))
+            content.index.push_back(entry);
     }
 
     void closeIndexes()
@@ -250,6 +271,9 @@ private:
     bool isInList = false;
     /** Behind the last part that was understood. */
     std::uint64_t lastEnd = 0;
+    /** Places at which something that looked like a chunk was followed to the next. */
+    int followed = 0;
+    int oldIndexes = 0;
 };
 
 } // namespace

@@ -1,22 +1,11 @@
 #include "engine/avi/AviSound.h"
 
+#include "engine/recording/RiffChunk.h"
+
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace {
-
-void appendText(Bytes &target, std::string_view text)
-{
-    target.insert(target.end(), text.begin(), text.end());
-}
-
-void appendChunk(Bytes &target, std::string_view type, ByteView body)
-{
-    appendText(target, type);
-    appendLe(target, body.size(), 4);
-    appendBytes(target, body);
-}
 
 /** Number of a codec in a sound format; 0 for none. */
 unsigned formatNumber(AVCodecID codec)
@@ -106,9 +95,9 @@ Bytes makeSoundList(const AVCodecParameters &sound, std::uint64_t chunks, std::u
 
     Bytes list;
     appendText(list, "strl");
-    appendChunk(list, "strh", header);
-    appendChunk(list, "strf", format);
+    appendRiffChunk(list, "strh", header);
+    appendRiffChunk(list, "strf", format);
     Bytes whole;
-    appendChunk(whole, "LIST", list);
+    appendRiffChunk(whole, "LIST", list);
     return whole;
 }

@@ -1,9 +1,11 @@
 #include "engine/avi/AviView.h"
 
 #include "engine/avi/AviChunks.h"
+#include "engine/avi/AviPictures.h"
 #include "engine/avi/AviSound.h"
 #include "engine/recording/PacketCodec.h"
 #include "engine/recording/PlainSound.h"
+#include "engine/recording/RiffChunk.h"
 
 #include <algorithm>
 #include <array>
@@ -20,10 +22,8 @@ constexpr std::size_t chunkHeader = AviChunk::headerSize;
 // The header of a file of many streams is some ten thousand bytes long.
 constexpr std::uint64_t longestHeader = 1U << 20U;
 
-std::string_view textOf(ByteView bytes)
-{
-    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
-}
+// Chunks say theirs with two digits.
+constexpr std::size_t mostStreams = 100;
 
 struct Stream
 {
@@ -34,8 +34,6 @@ struct Stream
     /** Those that were, as far as that is known. */
     std::uint64_t recordedChunks = 0;
     std::uint64_t recordedBytes = 0;
-    /** Beginning of its first chunk that is not empty. */
-    Bytes start = {};
     /** The first of its chunks that are not empty. */
     std::vector<AviChunk> first = {};
     /** Its list in the header, from what is left of that or made anew. */
@@ -88,7 +86,6 @@ public:
 private:
     void count(const AviChunk &chunk)
     {
-        constexpr std::uint64_t startSize = 64;
         Stream &stream = streams[chunk.stream];
         if (stream.kind == 0)
             stream.kind = chunk.kind;
@@ -97,9 +94,6 @@ private:
         constexpr std::size_t mostFirst = 24;
         if (chunk.size > 0 && stream.first.size() < mostFirst)
             stream.first.push_back(chunk);
-        if (stream.start.empty())
-            stream.start = source.copy(chunk.offset + chunkHeader,
-                                       std::min<std::uint64_t>(chunk.size, startSize));
     }
 
     /** With those that only an index tells of. */
@@ -118,30 +112,86 @@ private:
         }
     }
 
-    /** Lists of streams that the head still has. */
-    void findLists()
+    struct FoundList
     {
-        constexpr std::uint64_t listHeader = 12;
-        const Bytes head = source.copy(0, std::min(longestHeader, firstChunk));
+        /** 'v', 'a' or 0 for others. */
+        char kind = 0;
+        Bytes list = {};
+    };
+
+    /** The whole lists of streams in a header, as they follow one another there. */
+    static std::vector<FoundList> listsIn(const Bytes &head)
+    {
+        constexpr std::size_t typePlace = 12;
+        std::vector<FoundList> lists;
         const std::string_view text = textOf(head);
-        for (std::size_t place = text.find("strlstrh"); place != std::string_view::npos;
+        for (std::size_t place = text.find("strlstrh");
+             place != std::string_view::npos && lists.size() < mostStreams;
              place = text.find("strlstrh", place + 1)) {
             if (place < chunkHeader || text.substr(place - chunkHeader, 4) != "LIST" ||
-                place + listHeader + chunkHeader > text.size())
+                place + typePlace >= text.size())
                 continue;
             const std::size_t size = le32(&head[place - 4]);
-            const char kind = text[place + listHeader] == 'v' ? 'v' : 'a';
             if (size > head.size() - place)
                 continue;
-            // Of several streams of one kind, the last ones have kept theirs.
-            const auto stream =
-                std::find_if(streams.rbegin(), streams.rend(), [kind](const auto &one) {
-                    return one.second.kind == kind && one.second.list.empty();
-                });
-            if (stream != streams.rend())
-                stream->second.list =
-                    withoutIndex({head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
-                                  head.begin() + static_cast<std::ptrdiff_t>(place + size)});
+            const char kind = text[place + typePlace];
+            lists.push_back({.kind = kind == 'v' || kind == 'a' ? kind : '\0',
+                             .list = withoutIndex(
+                                 {head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
+                                  head.begin() + static_cast<std::ptrdiff_t>(place + size)})});
+        }
+        return lists;
+    }
+
+    /** Whether streams numbered like this are of their lists' kinds, as far as they have chunks. */
+    bool areNumbered(const std::vector<FoundList> &lists, std::size_t first) const
+    {
+        for (std::size_t i = 0; i < lists.size(); ++i) {
+            const auto stream = streams.find(static_cast<unsigned>(first + i));
+            if (stream != streams.end() && stream->second.kind != lists[i].kind)
+                return false;
+        }
+        return true;
+    }
+
+    /** How many streams the main header says that there are; 0 where it is lost. */
+    static std::size_t statedStreams(const Bytes &head)
+    {
+        constexpr std::size_t countPlace = 24;
+        const std::size_t place = textOf(head).find("avih");
+        return place != std::string_view::npos &&
+                       place + chunkHeader + countPlace + 4 <= head.size()
+                   ? le32(&head[place + chunkHeader + countPlace])
+                   : 0;
+    }
+
+    void assign(std::vector<FoundList> lists, std::size_t first)
+    {
+        for (std::size_t i = 0; i < lists.size(); ++i) {
+            const auto stream = streams.find(static_cast<unsigned>(first + i));
+            if (stream != streams.end() && stream->second.list.empty() &&
+                stream->second.kind == lists[i].kind)
+                stream->second.list = std::move(lists[i].list);
+        }
+    }
+
+    /**
+     * Lists of streams that the head still has. They stand in the order of the streams' numbers;
+     * where some are lost, the last ones are left.
+     */
+    void findLists()
+    {
+        const Bytes head = source.copy(0, std::min(longestHeader, firstChunk));
+        auto lists = listsIn(head);
+        const std::size_t stated = statedStreams(head);
+        const std::size_t known = streams.empty() ? 0 : streams.rbegin()->first + std::size_t{1};
+        std::size_t total = stated >= known && stated <= mostStreams ? stated : known;
+        // Streams without a chunk may come behind those that have some.
+        for (total = std::max(total, lists.size()); total <= mostStreams; ++total) {
+            if (areNumbered(lists, total - lists.size())) {
+                assign(std::move(lists), total - lists.size());
+                break;
+            }
         }
         findInformation(head);
     }
@@ -151,24 +201,9 @@ private:
     {
         if (sample == nullptr)
             return;
-        const Bytes head = sample->copy(0, longestHeader);
-        const std::string_view text = textOf(head).substr(0, textOf(head).find("movi"));
-        unsigned number = 0;
-        for (std::size_t place = text.find("strlstrh"); place != std::string_view::npos;
-             place = text.find("strlstrh", place + 1), ++number) {
-            constexpr std::size_t typePlace = 16;
-            if (place < chunkHeader || place + typePlace >= text.size())
-                continue;
-            const std::size_t size = le32(&head[place - 4]);
-            const char kind = text[place + typePlace] == 'v' ? 'v' : 'a';
-            const auto stream = streams.find(number);
-            if (size > text.size() - place || stream == streams.end() ||
-                stream->second.kind != kind || !stream->second.list.empty())
-                continue;
-            stream->second.list =
-                withoutIndex({head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
-                              head.begin() + static_cast<std::ptrdiff_t>(place + size)});
-        }
+        Bytes head = sample->copy(0, longestHeader);
+        head.resize(std::min(textOf(head).find("movi"), head.size()));
+        assign(listsIn(head), 0);
     }
 
     /** Its index of indexes would lead to places in the damaged file. */
@@ -196,25 +231,7 @@ private:
         if (size <= head.size() - place)
             information.assign(head.begin() + static_cast<std::ptrdiff_t>(place - chunkHeader),
                                head.begin() + static_cast<std::ptrdiff_t>(place + size));
-    }
-
-    /** What the pictures are coded as; none when it cannot be told. */
-    static std::string_view codecOf(ByteView start)
-    {
-        if (start.size() < 5)
-            return {};
-        const bool isLongCode = be32(start.data()) == 1;
-        if (be16(start.data()) == 0xffd8)
-            return "MJPG";
-        if (be24(start.data()) == 1 && start[3] >= 0xb0)
-            return start[3] == 0xb3 ? "mpg2" : "FMP4";
-        if (be24(start.data()) == 1 && start[3] <= 0x2f)
-            return "FMP4";
-        if (isLongCode && ((start[4] & 0x1fU) == 7 || (start[4] & 0x1fU) == 9))
-            return "H264";
-        if (isLongCode && (start[4] == 0x40 || start[4] == 0x46))
-            return "HEVC";
-        return {};
+        information.resize(information.size() + information.size() % 2);
     }
 
     /** Made anew, of sound that says itself how it is coded, or looks like nothing else. */
@@ -289,24 +306,21 @@ private:
                 break;
             }
         }
-        return static_cast<std::uint32_t>(std::lround(rate * thousand));
-    }
-
-    static void appendText(Bytes &target, std::string_view text)
-    {
-        target.insert(target.end(), text.begin(), text.end());
-    }
-
-    static void appendChunk(Bytes &target, std::string_view type, ByteView body)
-    {
-        appendText(target, type);
-        appendLe(target, body.size(), 4);
-        appendBytes(target, body);
+        constexpr double highest = 1000;
+        return static_cast<std::uint32_t>(
+            std::lround(std::clamp(rate * thousand, 1.0, highest * thousand)));
     }
 
     Bytes videoList(const Stream &stream) const
     {
-        const std::string_view codec = codecOf(stream.start);
+        std::string_view codec;
+        // What is left of the first chunk may have lost its beginning.
+        for (const AviChunk &chunk : stream.first) {
+            codec = aviPictureCodec(source.copy(chunk.offset + chunkHeader,
+                                                std::min<std::uint64_t>(chunk.size, longestMark)));
+            if (!codec.empty())
+                break;
+        }
         if (codec.empty())
             return {};
         Bytes header;
@@ -327,10 +341,10 @@ private:
         format.resize(40);
         Bytes list;
         appendText(list, "strl");
-        appendChunk(list, "strh", header);
-        appendChunk(list, "strf", format);
+        appendRiffChunk(list, "strh", header);
+        appendRiffChunk(list, "strf", format);
         Bytes whole;
-        appendChunk(whole, "LIST", list);
+        appendRiffChunk(whole, "LIST", list);
         return whole;
     }
 
@@ -341,15 +355,17 @@ private:
         Bytes main(56);
         constexpr std::size_t streamCount = 24;
         main[streamCount] = static_cast<std::uint8_t>(known);
-        appendChunk(header, "avih", main);
-        for (unsigned i = 0; i < known; ++i)
+        appendRiffChunk(header, "avih", main);
+        for (unsigned i = 0; i < known; ++i) {
             appendBytes(header, streams[i].list);
+            header.resize(header.size() + header.size() % 2);
+        }
         Bytes start;
         appendText(start, "RIFF");
         // Larger ones are read to their end all the same.
         appendLe(start, 0, 4);
         appendText(start, "AVI ");
-        appendChunk(start, "LIST", header);
+        appendRiffChunk(start, "LIST", header);
         appendBytes(start, information);
         appendText(start, "LIST");
         // To the end.
@@ -420,7 +436,9 @@ private:
     /** Without an index: as many pictures as there are in so many bytes elsewhere. */
     void guess(const AviHole &hole)
     {
-        constexpr std::uint64_t longestFill = 64U << 20U;
+        // Bytes, of sound, and pictures: those of some hours.
+        constexpr double longestFill = 1U << 30U;
+        constexpr double mostPictures = 1U << 20U;
         std::uint64_t bytes = 0;
         for (const auto &[number, stream] : streams)
             bytes += stream.bytes + stream.chunks * chunkHeader;
@@ -428,9 +446,11 @@ private:
                                         [](const auto &one) { return one.second.kind == 'v'; });
         if (video == streams.end() || bytes == 0)
             return;
-        const double pictures =
-            std::round(static_cast<double>(hole.to - hole.from) *
-                       static_cast<double>(video->second.chunks) / static_cast<double>(bytes));
+        const double pictures = std::clamp(std::round(static_cast<double>(hole.to - hole.from) *
+                                                      static_cast<double>(video->second.chunks) /
+                                                      static_cast<double>(bytes)),
+                                           0.0, mostPictures - filledPictures);
+        filledPictures += pictures;
         // It is of one stream: the first that it can be of.
         bool isTailTaken = false;
         Bytes filling;
@@ -441,14 +461,15 @@ private:
             const double rate = pictureRateOf(video->second);
             if (stream.kind != 'a' || format.blockSize == 0 || rate <= 0)
                 continue;
-            const auto blocks = static_cast<std::uint64_t>(
-                std::llround(pictures / rate * format.bytesPerSecond / format.blockSize));
+            const auto blocks = static_cast<std::uint64_t>(std::llround(
+                std::min(pictures / rate * format.bytesPerSecond, longestFill) / format.blockSize));
             const std::uint64_t tail = isTailTaken ? 0 : soundTail(hole, stream, format);
             isTailTaken = isTailTaken || tail > 0;
-            std::uint64_t size = std::min(blocks * format.blockSize, longestFill);
+            std::uint64_t size = blocks * format.blockSize;
             size -= std::min(size, tail);
             appendHeader(filling, number, 'a', size);
-            filling.resize(filling.size() + static_cast<std::size_t>(size + (size & 1U)));
+            file.add(std::exchange(filling, {}));
+            file.addZeros(size + (size & 1U));
             if (tail > 0)
                 appendHeader(filling, number, 'a', tail);
             file.add(std::exchange(filling, {}));
@@ -519,6 +540,8 @@ private:
     std::uint64_t firstChunk;
     std::map<unsigned, Stream> streams;
     Bytes information;
+    /** In all holes. */
+    double filledPictures = 0;
     const SourceFile *sample = nullptr;
 };
 

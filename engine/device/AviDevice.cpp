@@ -2,6 +2,7 @@
 
 #include "engine/device/VendorData.h"
 #include "engine/recording/FileEnds.h"
+#include "engine/recording/RiffChunk.h"
 
 #include <algorithm>
 
@@ -10,18 +11,21 @@ namespace {
 constexpr std::uint64_t reach = 1U << 20U;
 constexpr std::uint64_t chunkHeader = 8;
 constexpr std::uint64_t typeSize = 4;
-// Lists of a header are short; damage can make one of all the media.
-constexpr int mostChunks = 256;
+// Lists of a header are short; damage can make one of all the media, and several of the same bytes.
+constexpr int mostChunks = 64;
+constexpr int mostLists = 128;
+// A name is much shorter.
+constexpr std::uint64_t longestText = 4096;
+constexpr std::uint64_t longestStreamData = 64U << 10U;
 
-std::string_view textOf(ByteView bytes)
-{
-    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
-}
-
-/** The chunks of a list of this type, wherever it stands: visits type and body. */
+/**
+ * The chunks of a list of this type, wherever it stands: visits type, place of the body and its
+ * size, until it has seen enough.
+ */
 template <typename Visit>
 void forEachChunkOf(const SourceFile &source, std::string_view listType, Visit visit)
 {
+    int lists = 0;
     forEachMark(source, listType, reach, [&](std::uint64_t place) {
         if (place < chunkHeader)
             return true;
@@ -37,11 +41,11 @@ void forEachChunkOf(const SourceFile &source, std::string_view listType, Visit v
                 break;
             const std::uint64_t size =
                 std::min<std::uint64_t>(le32(&chunk[typeSize]), end - position - chunkHeader);
-            visit(textOf(chunk).substr(0, typeSize),
-                  source.copy(position + chunkHeader, std::min(size, reach)));
+            if (!visit(textOf(chunk).substr(0, typeSize), position + chunkHeader, size))
+                return false;
             position += chunkHeader + size + (size & 1U);
         }
-        return true;
+        return ++lists < mostLists;
     });
 }
 
@@ -55,13 +59,17 @@ std::string quoted(std::string_view name, std::string_view rest)
 Device fromList(const SourceFile &source, const std::string &listType)
 {
     Device device;
-    forEachChunkOf(source, listType, [&](std::string_view type, const Bytes &body) {
-        const std::string place = quoted(type, " of the list ") + quoted(listType, "");
-        if (type == "ecor")
-            device.complete({.make = deviceName(textOf(body), place), .model = {}});
-        else if (type == "emdl")
-            device.complete({.make = {}, .model = deviceName(textOf(body), place)});
-    });
+    forEachChunkOf(
+        source, listType, [&](std::string_view type, std::uint64_t body, std::uint64_t size) {
+            if (type != "ecor" && type != "emdl")
+                return true;
+            const Bytes text = source.copy(body, std::min(size, longestText));
+            auto name =
+                deviceName(textOf(text), quoted(type, " of the list ") + quoted(listType, ""));
+            device.complete(type == "ecor" ? Device{.make = std::move(name), .model = {}}
+                                           : Device{.make = {}, .model = std::move(name)});
+            return !device.isComplete();
+        });
     return device;
 }
 
@@ -69,10 +77,13 @@ Device fromList(const SourceFile &source, const std::string &listType)
 Device fromStreamData(const SourceFile &source)
 {
     Device device;
-    forEachChunkOf(source, "strl", [&](std::string_view type, const Bytes &body) {
-        if (type == "strd")
-            device.complete(readVendorData(body, "\"strd\" of a stream"));
-    });
+    forEachChunkOf(
+        source, "strl", [&](std::string_view type, std::uint64_t body, std::uint64_t size) {
+            if (type == "strd")
+                device.complete(readVendorData(source.copy(body, std::min(size, longestStreamData)),
+                                               "\"strd\" of a stream"));
+            return !device.isComplete();
+        });
     return device;
 }
 
@@ -94,13 +105,13 @@ Bytes exifList(const SourceFile &source)
     return list;
 }
 
-void appendText(Bytes &list, std::string_view type, std::string_view text)
+/** Ended by a zero. */
+Bytes endedText(std::string_view text)
 {
-    list.insert(list.end(), type.begin(), type.end());
-    appendLe(list, text.size() + 1, 4);
-    list.insert(list.end(), text.begin(), text.end());
-    // Ended by a zero, and even in length.
-    list.resize(list.size() + 1 + (text.size() + 1) % 2);
+    Bytes bytes;
+    appendText(bytes, text);
+    bytes.push_back(0);
+    return bytes;
 }
 
 } // namespace
@@ -115,13 +126,11 @@ Bytes aviDeviceList(const SourceFile &source)
     constexpr std::string_view type = "exif";
     Bytes body(type.begin(), type.end());
     if (device.make)
-        appendText(body, "ecor", device.make->value);
+        appendRiffChunk(body, "ecor", endedText(device.make->value));
     if (device.model)
-        appendText(body, "emdl", device.model->value);
-    constexpr std::string_view list = "LIST";
-    Bytes whole(list.begin(), list.end());
-    appendLe(whole, body.size(), 4);
-    appendBytes(whole, body);
+        appendRiffChunk(body, "emdl", endedText(device.model->value));
+    Bytes whole;
+    appendRiffChunk(whole, "LIST", body);
     return whole;
 }
 

@@ -11,6 +11,7 @@ namespace {
 
 // Longer ones are no description of a device: pictures, the media itself.
 constexpr std::uint64_t longestVendorData = 1U << 20U;
+constexpr int mostVendorBoxes = 256;
 constexpr std::uint64_t longestText = 4096;
 
 // 0xA9 begins the names of QuickTime's texts.
@@ -243,15 +244,17 @@ private:
         for (const Box &box : boxes) {
             if (device.isComplete())
                 return;
-            if (rankIn(ofTheFormat, box.type) == ofTheFormat.size() &&
-                box.bodySize() <= longestVendorData)
-                device.complete(readVendorData(source.copy(box.body(), box.bodySize()),
-                                               "box \"" + nameOf(box.type) + "\""));
+            if (rankIn(ofTheFormat, box.type) != ofTheFormat.size() ||
+                box.bodySize() > longestVendorData || ++vendorBoxes > mostVendorBoxes)
+                continue;
+            device.complete(readVendorData(source.copy(box.body(), box.bodySize()),
+                                           "box \"" + nameOf(box.type) + "\""));
         }
     }
 
     const SourceFile &source;
     Device device;
+    int vendorBoxes = 0;
 };
 
 } // namespace

@@ -57,10 +57,14 @@ Device readExif(ByteView data, const std::string &place)
     constexpr std::uint32_t modelTag = 0x0110;
     constexpr std::array<std::array<std::uint8_t, 4>, 2> headers = {
         {{'I', 'I', 42, 0}, {'M', 'M', 0, 42}}};
+    // What is made up may have one at every place.
+    constexpr int mostHeaders = 64;
+    int tried = 0;
     for (const auto &header : headers) {
         auto found = data.begin();
         while ((found = std::search(found, data.end(), header.begin(), header.end())) !=
-               data.end()) {
+                   data.end() &&
+               ++tried <= mostHeaders) {
             const TiffReader tiff(data.subspan(static_cast<std::size_t>(found - data.begin())));
             Device device = {.make = deviceName(tiff.text(makeTag), "Exif data in " + place),
                              .model = deviceName(tiff.text(modelTag), "Exif data in " + place)};
@@ -72,6 +76,9 @@ Device readExif(ByteView data, const std::string &place)
     return {};
 }
 
+// No maker and no model has a longer name.
+constexpr std::size_t longestValue = 1024;
+
 /** What stands between the first of these beginnings that is there and the next quote or tag. */
 std::string_view xmlValue(std::string_view text, std::initializer_list<std::string_view> beginnings)
 {
@@ -82,13 +89,13 @@ std::string_view xmlValue(std::string_view text, std::initializer_list<std::stri
         const std::string_view value = text.substr(found + beginning.size());
         const std::size_t end = value.find_first_of("\"<");
         if (end != std::string_view::npos)
-            return value.substr(0, end);
+            return value.substr(0, std::min(end, longestValue));
     }
     return {};
 }
 
 /** The characters that XML writes by name. */
-std::string unescaped(std::string_view text)
+std::string plainText(std::string_view text)
 {
     constexpr std::pair<std::string_view, char> names[] = {
         {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
@@ -109,10 +116,10 @@ Device readXml(ByteView data, const std::string &place)
 {
     const std::string_view text(reinterpret_cast<const char *>(data.data()), data.size());
     return {.make = deviceName(
-                unescaped(xmlValue(text, {"manufacturer=\"", "tiff:Make=\"", "<tiff:Make>"})),
+                plainText(xmlValue(text, {"manufacturer=\"", "tiff:Make=\"", "<tiff:Make>"})),
                 "XML in " + place),
             .model = deviceName(
-                unescaped(xmlValue(text, {"modelName=\"", "tiff:Model=\"", "<tiff:Model>"})),
+                plainText(xmlValue(text, {"modelName=\"", "tiff:Model=\"", "<tiff:Model>"})),
                 "XML in " + place)};
 }
 

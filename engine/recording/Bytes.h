@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 using Bytes = std::vector<std::uint8_t>;
@@ -67,4 +68,15 @@ inline void patchBe(Bytes &target, std::size_t position, std::uint64_t value, un
 inline void appendBytes(Bytes &target, ByteView bytes)
 {
     target.insert(target.end(), bytes.begin(), bytes.end());
+}
+
+inline void appendText(Bytes &target, std::string_view text)
+{
+    target.insert(target.end(), text.begin(), text.end());
+}
+
+/** The same bytes as characters; good as long as they are. */
+inline std::string_view textOf(ByteView bytes)
+{
+    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }

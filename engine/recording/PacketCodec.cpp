@@ -16,6 +16,8 @@ constexpr unsigned lengthSize = 4;
 // Fewer could look like something by chance.
 constexpr std::size_t leastSoundPackets = 8;
 constexpr std::uint32_t anyStartCode = 1;
+// Parameters are some hundred bytes; what is far longer only looks like them.
+constexpr std::size_t longestSets = 64U << 10U;
 
 /** What one key picture holds of units, each behind a start code. */
 struct MarkedUnits
@@ -70,8 +72,9 @@ std::optional<MarkedUnits> markedUnits(ByteView packet, bool isHevc)
         packet = packet.subspan(lengthSize + size);
     }
     const unsigned allKinds = isHevc ? 7 : 3;
-    return units.hasPicture && units.kindsOfSets == allKinds ? std::optional(std::move(units))
-                                                             : std::nullopt;
+    const bool isWhole =
+        units.hasPicture && units.kindsOfSets == allKinds && units.sets.size() <= longestSets;
+    return isWhole ? std::optional(std::move(units)) : std::nullopt;
 }
 
 Ffmpeg::PacketPtr packetOf(ByteView bytes)

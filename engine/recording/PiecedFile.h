@@ -18,6 +18,8 @@ public:
 
     void add(Bytes bytes);
     void addSpan(std::uint64_t offset, std::uint64_t size);
+    /** Takes no memory, however many they are. */
+    void addZeros(std::uint64_t size);
 
     std::uint64_t size() const { return total; }
 
@@ -30,9 +32,10 @@ private:
         /** In this file. */
         std::uint64_t position = 0;
         std::uint64_t size = 0;
-        /** In the damaged one; of no meaning where there are bytes. */
+        /** In the damaged one; of no meaning where there are bytes, or zeros. */
         std::uint64_t offset = 0;
         Bytes bytes = {};
+        bool isZeros = false;
     };
 
     SourceFile source;
