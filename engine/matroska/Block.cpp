@@ -10,17 +10,24 @@ namespace {
 constexpr unsigned xiphLacing = 1;
 constexpr unsigned fixedLacing = 2;
 
-/** Length of the header that stands before an element's body; 0 when there is none. */
-std::size_t headerLength(ByteView bytes)
+/** What stands before an element's body. */
+struct Header
 {
-    if (bytes.empty())
-        return 0;
-    const auto idLength = static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
-    std::uint64_t size = 0;
+    /** 0 when there is none. */
+    std::size_t length = 0;
+    std::uint64_t bodySize = 0;
+};
+
+Header headerOf(ByteView bytes)
+{
+    Header header;
+    const auto idLength =
+        bytes.empty() ? 0 : static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
     if (idLength >= bytes.size())
-        return 0;
-    const unsigned sizeLength = readVariable(bytes.subspan(idLength), size);
-    return sizeLength == 0 ? 0 : idLength + sizeLength;
+        return header;
+    const unsigned sizeLength = readVariable(bytes.subspan(idLength), header.bodySize);
+    header.length = sizeLength == 0 ? 0 : idLength + sizeLength;
+    return header;
 }
 
 /** Reads the sizes of laced frames; leaves `bytes` behind them. */
@@ -101,21 +108,20 @@ FrameSpan framesOf(ByteView element)
     if (element.empty())
         return {};
     FrameSpan frames = {.to = element.size()};
-    std::size_t position = headerLength(element);
+    std::size_t position = headerOf(element).length;
     // A group holds its block among other things.
     if (element[0] == MatroskaId::blockGroup) {
         while (position < element.size()) {
-            const std::size_t header = headerLength(element.subspan(position));
-            std::uint64_t size = 0;
-            if (header == 0 || readVariable(element.subspan(position + 1), size) == 0)
+            const Header header = headerOf(element.subspan(position));
+            if (header.length == 0 || header.bodySize > element.size() - position - header.length)
                 return {};
             const bool isBlock = element[position] == MatroskaId::block;
-            position += header;
+            position += header.length;
             if (isBlock) {
-                frames.to = position + static_cast<std::size_t>(size);
+                frames.to = position + static_cast<std::size_t>(header.bodySize);
                 break;
             }
-            position += static_cast<std::size_t>(size);
+            position += static_cast<std::size_t>(header.bodySize);
         }
     }
     std::uint64_t track = 0;

@@ -7,7 +7,6 @@ namespace {
 
 constexpr unsigned longestId = 4;
 constexpr unsigned longestSize = 8;
-constexpr std::size_t mostChildren = 100000;
 
 /** Length that a first byte tells by its leading zeros; more than eight for none. */
 unsigned lengthBy(std::uint8_t first)
@@ -68,11 +67,11 @@ std::optional<Element> readElement(const SourceFile &source, std::uint64_t offse
     return element;
 }
 
-std::vector<Element> childrenOf(const SourceFile &source, const Element &element)
+std::vector<Element> childrenOf(const SourceFile &source, const Element &element, std::size_t most)
 {
     std::vector<Element> children;
     std::uint64_t position = element.body();
-    while (children.size() < mostChildren) {
+    while (children.size() < most) {
         const auto child = readElement(source, position, element.end);
         if (!child)
             break;

@@ -28,6 +28,7 @@ constexpr std::uint32_t clusterPosition = 0xA7;
 constexpr std::uint32_t previousSize = 0xAB;
 constexpr std::uint32_t simpleBlock = 0xA3;
 constexpr std::uint32_t blockGroup = 0xA0;
+constexpr std::uint32_t silentTracks = 0x5854;
 constexpr std::uint32_t block = 0xA1;
 constexpr std::uint32_t reference = 0xFB;
 
@@ -42,6 +43,7 @@ constexpr std::uint32_t codecId = 0x86;
 constexpr std::uint32_t codecPrivate = 0x63A2;
 constexpr std::uint32_t defaultDuration = 0x23E383;
 constexpr std::uint32_t contentEncodings = 0x6D80;
+constexpr std::uint32_t trackTimestampScale = 0x23314F;
 
 constexpr std::uint32_t video = 0xE0;
 constexpr std::uint32_t pixelWidth = 0xB0;
@@ -87,7 +89,9 @@ std::optional<Element> readElement(const SourceFile &source, std::uint64_t offse
                                    std::uint64_t limit);
 
 /** The elements that another holds, up to the first that cannot be one. */
-std::vector<Element> childrenOf(const SourceFile &source, const Element &element);
+constexpr std::size_t mostChildren = 100000;
+std::vector<Element> childrenOf(const SourceFile &source, const Element &element,
+                                std::size_t most = mostChildren);
 
 std::optional<Element> findElement(const std::vector<Element> &elements, std::uint32_t id);
 

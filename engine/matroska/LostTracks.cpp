@@ -43,9 +43,15 @@ const char *matroskaName(AVCodecID codec)
     return found != std::end(names) ? found->second : nullptr;
 }
 
-/** Parameter sets that stand behind start codes, each once. */
+/**
+ * Parameter sets that stand behind start codes, each once. None where one of them is longer than a
+ * record can say.
+ */
 std::vector<ByteView> splitSets(ByteView marked)
 {
+    constexpr std::size_t longestSet = 0xffff;
+    // Of each kind, records have room for 31 at least.
+    constexpr std::size_t mostSets = 31;
     std::vector<ByteView> sets;
     const auto isMark = [&marked](std::size_t i) {
         return i + lengthSize <= marked.size() && be32(&marked[i]) == 1;
@@ -58,7 +64,9 @@ std::vector<ByteView> splitSets(ByteView marked)
         const bool isKnown = std::any_of(sets.begin(), sets.end(), [&set](ByteView other) {
             return std::equal(set.begin(), set.end(), other.begin(), other.end());
         });
-        if (!isKnown)
+        if (set.size() > longestSet)
+            return {};
+        if (!isKnown && sets.size() < mostSets)
             sets.push_back(set);
         i = end;
     }
@@ -102,16 +110,16 @@ Bytes avcRecord(const std::vector<ByteView> &sets)
 }
 
 /** Without the bytes that keep start codes out of a unit. */
-Bytes unescaped(ByteView unit)
+Bytes withoutEscapes(ByteView unit)
 {
     constexpr std::uint8_t inserted = 3;
     Bytes bytes;
+    int zeros = 0;
     for (const std::uint8_t byte : unit) {
-        const std::size_t size = bytes.size();
-        const bool isInserted =
-            byte == inserted && size >= 2 && bytes[size - 1] == 0 && bytes[size - 2] == 0;
+        const bool isInserted = byte == inserted && zeros >= 2;
         if (!isInserted)
             bytes.push_back(byte);
+        zeros = byte == 0 ? zeros + 1 : 0;
     }
     return bytes;
 }
@@ -126,7 +134,7 @@ Bytes hevcRecord(const std::vector<ByteView> &sets, const AVCodecParameters &par
     constexpr std::size_t profileSize = 12;
     const auto sequences = setsOfType(sets, firstSet + 1, true);
     const auto *pixels = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(parameters.format));
-    const Bytes sequence = sequences.empty() ? Bytes() : unescaped(sequences[0]);
+    const Bytes sequence = sequences.empty() ? Bytes() : withoutEscapes(sequences[0]);
     if (sequence.size() < profilePlace + profileSize || pixels == nullptr)
         return {};
     Bytes record = {1};
@@ -171,7 +179,7 @@ Bytes privateData(const AVCodecParameters &parameters)
     }
 }
 
-void appendText(Bytes &target, std::uint32_t id, std::string_view text)
+void appendTextElement(Bytes &target, std::uint32_t id, std::string_view text)
 {
     appendElement(target, id, {reinterpret_cast<const std::uint8_t *>(text.data()), text.size()});
 }
@@ -225,7 +233,7 @@ Bytes makeEntry(std::uint64_t number, const AVCodecParameters &parameters)
     appendNumber(fields, MatroskaId::trackNumber, number);
     appendNumber(fields, MatroskaId::trackUid, number);
     appendNumber(fields, MatroskaId::trackType, isVideo ? videoType : audioType);
-    appendText(fields, MatroskaId::codecId, name);
+    appendTextElement(fields, MatroskaId::codecId, name);
     if (!data.empty())
         appendElement(fields, MatroskaId::codecPrivate, data);
     appendElement(fields, isVideo ? MatroskaId::video : MatroskaId::audio,
@@ -241,12 +249,14 @@ using Entries = std::map<std::uint64_t, Element>;
 /** Single descriptions that are left where the list of all has lost its beginning. */
 Entries entriesIn(const SourceFile &source, std::uint64_t from, std::uint64_t to)
 {
+    // Of one description: what looks like one may stand at every place.
+    constexpr std::size_t mostFields = 64;
     Entries found;
     for (std::uint64_t position = from; position < to;) {
         const auto entry = readElement(source, position, to);
         const auto fields =
             entry && entry->id == MatroskaId::trackEntry && !entry->isCut && !entry->isOpen
-                ? childrenOf(source, *entry)
+                ? childrenOf(source, *entry, mostFields)
                 : std::vector<Element>();
         const auto number = findElement(fields, MatroskaId::trackNumber);
         const bool isWhole = number && fields.back().end == entry->end && !fields.back().isCut &&
@@ -299,6 +309,8 @@ void describe(MatroskaTrack &track, const MatroskaTrack &description)
     track.codec = description.codec;
     track.content = description.content;
     track.isVerbatim = description.isVerbatim;
+    track.isReadOtherwise = description.isReadOtherwise;
+    track.isStream = description.isStream;
 }
 
 void describe(MatroskaTrack &track, const AVCodecParameters &parameters)
@@ -319,7 +331,8 @@ void describeLostTracks(const SourceFile &source, const std::vector<double> &sec
         recording.clusters.empty() ? 0 : std::min(recording.clusters[0].offset, longestHead);
     Entries entries = entriesIn(source, 0, head);
     if (late)
-        entries.merge(entriesIn(source, late->body(), late->end));
+        entries.merge(
+            entriesIn(source, late->body(), std::min(late->end, late->body() + longestHead)));
     Bytes list;
     bool hasPictures = false;
     bool isAllTold = true;

@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr std::uint64_t largestBlock = 256U << 20U;
+// A block, an addition to it, what it refers to, and the like.
+constexpr std::size_t mostInGroup = 64;
 // Later times than these are nonsense.
 constexpr std::uint64_t timeMask = (1ULL << 48U) - 1;
 
@@ -25,8 +26,8 @@ constexpr std::array topIds = {MatroskaId::header,     MatroskaId::segment,  Mat
 
 constexpr std::array clusterIds = {MatroskaId::clusterTime,  MatroskaId::clusterPosition,
                                    MatroskaId::previousSize, MatroskaId::simpleBlock,
-                                   MatroskaId::blockGroup,   MatroskaId::filler,
-                                   MatroskaId::checksum};
+                                   MatroskaId::blockGroup,   MatroskaId::silentTracks,
+                                   MatroskaId::filler,       MatroskaId::checksum};
 
 template <std::size_t Size>
 bool contains(const std::array<std::uint32_t, Size> &ids, std::uint32_t id)
@@ -98,6 +99,9 @@ private:
             segmentBody = element.body();
             return element.body();
         case MatroskaId::cluster:
+            // One that has no block is as good as none.
+            if (!recording.clusters.empty() && !hasBlocks(recording.clusters.size() - 1))
+                recording.clusters.pop_back();
             recording.clusters.push_back({.offset = element.offset, .isTimeGuessed = true});
             clusterEnd = element.isOpen || element.isCut ? source.size() : element.end;
             isInCluster = true;
@@ -119,6 +123,7 @@ private:
         case MatroskaId::seekHead:
         case MatroskaId::filler:
         case MatroskaId::checksum:
+        case MatroskaId::silentTracks:
         case MatroskaId::clusterPosition:
         case MatroskaId::previousSize:
             return element.isCut || element.isOpen || !leadsOn(element.end) ? 0 : element.end;
@@ -136,6 +141,11 @@ private:
         return element && (contains(topIds, element->id) || contains(clusterIds, element->id));
     }
 
+    bool hasBlocks(std::size_t cluster) const
+    {
+        return !clusterOfPacket.empty() && clusterOfPacket.back().cluster == cluster;
+    }
+
     std::uint64_t takeClusterTime(const Element &element)
     {
         if (element.bodySize() > 8 || element.isCut || recording.clusters.empty())
@@ -151,7 +161,10 @@ private:
     {
         if (element.isCut || element.isOpen || !leadsOn(element.end))
             return 0;
+        constexpr std::size_t mostCues = 1U << 20U;
         for (const Element &point : childrenOf(source, element)) {
+            if (cues.size() >= mostCues)
+                break;
             const auto fields = childrenOf(source, point);
             const auto time = findElement(fields, MatroskaId::cueTime);
             const auto positions = findElement(fields, MatroskaId::cuePositions);
@@ -167,6 +180,7 @@ private:
 
     std::uint64_t takeDescription(const Element &element)
     {
+        constexpr std::size_t mostOthers = 64;
         if (element.isCut || element.isOpen || !leadsOn(element.end))
             return 0;
         const auto children = childrenOf(source, element);
@@ -179,16 +193,17 @@ private:
             recording.header = element;
         } else if (element.id == MatroskaId::info && !recording.info) {
             recording.info = element;
-            if (const auto scale = findElement(children, MatroskaId::timestampScale))
-                recording.timestampScale =
-                    std::clamp<std::uint64_t>(numberOf(source, *scale), 1, 1000000000);
+            const auto scale = findElement(children, MatroskaId::timestampScale);
+            if (const std::uint64_t number = scale ? numberOf(source, *scale) : 0; number > 0)
+                recording.timestampScale = std::min<std::uint64_t>(number, 1000000000);
         } else if (element.id == MatroskaId::tracks && !recording.tracks.empty()) {
             lateTracks = lateTracks.value_or(element);
         } else if (element.id == MatroskaId::tracks && !recording.tracksElement) {
             recording.tracksElement = element;
             recording.tracks = readTracks(source, element, recording.timestampScale);
-        } else if (element.id == MatroskaId::chapters || element.id == MatroskaId::tags ||
-                   element.id == MatroskaId::attachments) {
+        } else if ((element.id == MatroskaId::chapters || element.id == MatroskaId::tags ||
+                    element.id == MatroskaId::attachments) &&
+                   recording.others.size() < mostOthers) {
             recording.others.push_back(element);
         }
         return element.end;
@@ -233,12 +248,12 @@ private:
     /** The element is a block of a known track, by all that can be told from its headers. */
     std::optional<BlockHeader> blockIn(const Element &element)
     {
-        if (element.isOpen || element.isCut || element.size() > largestBlock)
+        if (element.isOpen || element.isCut || element.size() > largestPacket)
             return std::nullopt;
         Element block = element;
         bool isKey = false;
         if (element.id == MatroskaId::blockGroup) {
-            const auto children = childrenOf(source, element);
+            const auto children = childrenOf(source, element, mostInGroup);
             const auto inner = findElement(children, MatroskaId::block);
             if (!inner || inner->isCut || children.back().end != element.end)
                 return std::nullopt;
@@ -269,6 +284,8 @@ private:
         // Where the next one is not in its place, the size may be wrong.
         if (!leadsOn(element.end) && element.size() > 2 * largestSeen(track))
             return 0;
+        if (clusterOfPacket.size() >= mostPackets(source.size()))
+            return element.end;
         Packet packet = {.time = header->time, .size = static_cast<std::uint32_t>(element.size())};
         packet.setOffset(element.offset);
         packet.setKey(header->isKey);
@@ -310,6 +327,7 @@ private:
     bool isTrustworthy(std::uint64_t position)
     {
         constexpr int blocksToFollow = 2;
+        constexpr int mostFollowed = 1 << 18;
         std::uint64_t next = position;
         for (int i = 0; i <= blocksToFollow; ++i) {
             const auto element = readElement(source, next, source.size());
@@ -325,6 +343,9 @@ private:
                 element->id == MatroskaId::simpleBlock || element->id == MatroskaId::blockGroup;
             if ((isBlock && !blockIn(*element)) || (!isBlock && i == 0) ||
                 !contains(clusterIds, element->id))
+                return false;
+            // What is made up may look like a block at every place: each leads to another window.
+            if (i == 0 && ++followed > mostFollowed)
                 return false;
             next = element->end;
         }
@@ -358,17 +379,28 @@ private:
         }
     };
 
-    Extent extentOf(std::size_t cluster, std::size_t track) const
+    using Extents = std::vector<Extent>;
+
+    /** Of all tracks in clusters whose time is to be measured, and in those behind them. */
+    std::map<std::size_t, Extents> extentsForTimes() const
     {
-        Extent extent;
+        constexpr std::size_t mostMeasured = 64;
+        std::map<std::size_t, Extents> extents;
+        const auto &clusters = recording.clusters;
+        for (std::size_t i = 0; i + 1 < clusters.size() && extents.size() < mostMeasured; ++i) {
+            if (clusters[i].isTimeGuessed && !clusters[i + 1].isTimeGuessed) {
+                extents.emplace(i, recording.tracks.size());
+                extents.emplace(i + 1, recording.tracks.size());
+            }
+        }
         std::vector<std::size_t> nextOfTrack(recording.tracks.size());
         for (const Belonging &block : clusterOfPacket) {
             const Packet &packet =
                 recording.tracks[block.track].packets[nextOfTrack[block.track]++];
-            if (block.cluster == cluster && block.track == track)
-                extent.add(packet.time);
+            if (const auto found = extents.find(block.cluster); found != extents.end())
+                found->second[block.track].add(packet.time);
         }
-        return extent;
+        return extents;
     }
 
     /** From one block of each track to the next, in the mean, as the clusters have them. */
@@ -406,17 +438,20 @@ private:
     }
 
     /** When a cluster begins so that its sound ends where that of the next one begins. */
-    std::optional<std::int64_t> timeBeforeNext(std::size_t number) const
+    std::optional<std::int64_t> timeBeforeNext(std::size_t number,
+                                               const std::map<std::size_t, Extents> &extents) const
     {
         constexpr std::int64_t leastToMeasure = 8;
-        if (number + 1 >= recording.clusters.size() || recording.clusters[number + 1].isTimeGuessed)
+        const auto ofCluster = extents.find(number);
+        const auto ofNext = extents.find(number + 1);
+        if (ofCluster == extents.end() || ofNext == extents.end() ||
+            recording.clusters[number + 1].isTimeGuessed)
             return std::nullopt;
         for (std::size_t i = 0; i < recording.tracks.size(); ++i) {
-            if (recording.tracks[i].kind != TrackKind::Audio)
-                continue;
-            const Extent own = extentOf(number, i);
-            const Extent next = extentOf(number + 1, i);
-            if (own.count == 0 || next.count < leastToMeasure)
+            const Extent &own = ofCluster->second[i];
+            const Extent &next = ofNext->second[i];
+            if (recording.tracks[i].kind != TrackKind::Audio || own.count == 0 ||
+                next.count < leastToMeasure)
                 continue;
             const std::int64_t step =
                 (next.last - next.first + (next.count - 1) / 2) / (next.count - 1);
@@ -432,14 +467,12 @@ private:
      */
     void guessTimes()
     {
-        // Each looks at all packets.
-        constexpr int mostMeasured = 32;
-        int measured = 0;
+        const auto extents = extentsForTimes();
         for (std::size_t i = 0; i < recording.clusters.size(); ++i) {
             MatroskaCluster &cluster = recording.clusters[i];
             if (!cluster.isTimeGuessed)
                 continue;
-            auto time = measured++ < mostMeasured ? timeBeforeNext(i) : std::nullopt;
+            auto time = timeBeforeNext(i, extents);
             if (!time)
                 time = indexedTime(i);
             cluster.time = std::max<std::int64_t>(time.value_or(cluster.time), 0);
@@ -483,6 +516,8 @@ private:
     /** Of all blocks, in the order of the file. */
     std::vector<Belonging> clusterOfPacket;
     std::vector<std::uint64_t> largestBlocks;
+    /** Places at which something that looked like a block was followed to the next. */
+    int followed = 0;
 };
 
 std::optional<MatroskaRecording> withPackets(MatroskaRecording recording)

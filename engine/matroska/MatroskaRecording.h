@@ -14,6 +14,10 @@ struct MatroskaTrack : Track
     PacketContent::Kind content;
     /** FFmpeg's reader hands its frames out as they are stored. */
     bool isVerbatim = false;
+    /** FFmpeg's reader hands out frames of other sizes or times than are stored. */
+    bool isReadOtherwise = false;
+    /** FFmpeg's reader has a stream for it. */
+    bool isStream = true;
     /** Some block holds several frames. */
     bool hasLacing = false;
     /** The file says, or its packets do, how it is coded. Otherwise it cannot be in an output. */

@@ -36,6 +36,16 @@ unsigned nalLengthSizeOf(const SourceFile &source, const std::vector<Element> &f
     return byte.empty() ? usual : (byte[0] & 3U) + 1;
 }
 
+/**
+ * Codecs of which frames are stored without what their decoders want before them, or in another
+ * order, or whose times FFmpeg's reader takes for those of decoding.
+ */
+bool isReadOtherwise(const std::string &codec)
+{
+    return codec == "V_PRORES" || codec == "V_MS/VFW/FOURCC" || codec == "A_WAVPACK4" ||
+           codec.starts_with("A_REAL/") || codec.find("WEBVTT") != std::string::npos;
+}
+
 } // namespace
 
 std::int64_t timescaleOf(std::uint64_t timestampScale)
@@ -51,6 +61,7 @@ void setContent(MatroskaTrack &track, unsigned nalLengthSize)
                                         "V_VP9",           "A_OPUS",           "A_AC3",   "A_EAC3",
                                         "A_MPEG/L2",       "A_MPEG/L3"};
     const bool isAac = track.codec.starts_with("A_AAC");
+    track.isReadOtherwise = isReadOtherwise(track.codec);
     track.isVerbatim =
         isAac || track.codec.starts_with("A_PCM") ||
         std::find(std::begin(verbatim), std::end(verbatim), track.codec) != std::end(verbatim);
@@ -67,6 +78,10 @@ std::optional<MatroskaTrack> readTrackEntry(const SourceFile &source, const Elem
 {
     constexpr std::uint64_t videoType = 1;
     constexpr std::uint64_t audioType = 2;
+    constexpr std::uint64_t subtitleType = 17;
+    constexpr std::uint64_t metadataType = 33;
+    // Nanoseconds: an hour.
+    constexpr std::uint64_t longestDuration = 3600ULL * 1000000000ULL;
     const auto fields = childrenOf(source, entry);
     const auto number = findElement(fields, MatroskaId::trackNumber);
     if (entry.id != MatroskaId::trackEntry || entry.isCut || !number)
@@ -74,19 +89,25 @@ std::optional<MatroskaTrack> readTrackEntry(const SourceFile &source, const Elem
     MatroskaTrack track;
     track.number = numberOf(source, *number);
     track.timescale = timescaleOf(timestampScale);
-    if (const auto type = findElement(fields, MatroskaId::trackType)) {
-        const std::uint64_t value = numberOf(source, *type);
-        track.kind = value == videoType   ? TrackKind::Video
-                     : value == audioType ? TrackKind::Audio
-                                          : TrackKind::Other;
-    }
+    const auto type = findElement(fields, MatroskaId::trackType);
+    const std::uint64_t typeNumber = type ? numberOf(source, *type) : 0;
+    track.kind = typeNumber == videoType   ? TrackKind::Video
+                 : typeNumber == audioType ? TrackKind::Audio
+                                           : TrackKind::Other;
     if (const auto codec = findElement(fields, MatroskaId::codecId))
         track.codec = textOf(source, *codec);
+    track.isStream =
+        !track.codec.empty() && (track.kind != TrackKind::Other || typeNumber == subtitleType ||
+                                 typeNumber == metadataType);
     if (const auto length = findElement(fields, MatroskaId::defaultDuration))
-        track.lastDuration = static_cast<std::int64_t>(numberOf(source, *length) / timestampScale);
+        track.lastDuration = static_cast<std::int64_t>(
+            std::min(numberOf(source, *length), longestDuration) / timestampScale);
     // What is encoded once more looks like nothing that we know.
-    if (!findElement(fields, MatroskaId::contentEncodings))
+    const bool isEncoded = findElement(fields, MatroskaId::contentEncodings).has_value();
+    if (!isEncoded)
         setContent(track, nalLengthSizeOf(source, fields, track.codec));
+    track.isReadOtherwise = track.isReadOtherwise || isEncoded ||
+                            findElement(fields, MatroskaId::trackTimestampScale).has_value();
     return track;
 }
 
@@ -95,6 +116,8 @@ std::vector<MatroskaTrack> readTracks(const SourceFile &source, const Element &t
 {
     std::vector<MatroskaTrack> found;
     for (const Element &entry : childrenOf(source, tracks)) {
+        if (found.size() >= mostTracks)
+            break;
         if (auto track = readTrackEntry(source, entry, timestampScale))
             found.push_back(std::move(*track));
     }
