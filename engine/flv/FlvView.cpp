@@ -11,16 +11,22 @@ namespace {
 constexpr std::size_t tagHeader = 11;
 constexpr std::size_t backLength = 4;
 
-/** Size of the tag at this place, with the length behind it; 0 when there is none. */
-std::uint64_t tagAt(const SourceFile &source, std::uint64_t position)
+/** By its kind, and by the number of its stream, which is always zero. */
+bool mayBeTag(ByteView head)
 {
     constexpr std::uint8_t sound = 8;
     constexpr std::uint8_t picture = 9;
     constexpr std::uint8_t script = 18;
+    return head.size() == tagHeader &&
+           (head[0] == sound || head[0] == picture || head[0] == script) && be24(&head[8]) == 0;
+}
+
+/**
+ * Size of what may be a tag, with the length behind it, which must be the same; 0 when it is not.
+ */
+std::uint64_t wholeTagAt(const SourceFile &source, std::uint64_t position)
+{
     const ByteView head = source.view(position, tagHeader);
-    if (head.size() < tagHeader || (head[0] != sound && head[0] != picture && head[0] != script) ||
-        be24(&head[8]) != 0)
-        return 0;
     const std::uint64_t size = tagHeader + be24(&head[1]);
     const ByteView back = source.view(position + size, backLength);
     return back.size() == backLength && be32(back.data()) == size ? size + backLength : 0;
@@ -37,10 +43,15 @@ std::vector<Span> findTags(const SourceFile &source, std::uint64_t reach)
 {
     std::vector<Span> spans;
     const std::uint64_t end = std::min(reach, source.size());
+    // What is made up may look like a tag at every place: each leads to another window.
+    constexpr int mostRefused = 1 << 18;
+    int refused = 0;
     std::uint64_t position = 0;
-    while (position < end) {
-        const std::uint64_t size = tagAt(source, position);
+    while (position < end && refused < mostRefused) {
+        const bool mayBe = mayBeTag(source.view(position, tagHeader));
+        const std::uint64_t size = mayBe ? wholeTagAt(source, position) : 0;
         if (size == 0) {
+            refused += mayBe ? 1 : 0;
             ++position;
             continue;
         }

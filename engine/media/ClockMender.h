@@ -7,7 +7,8 @@
 /**
  * Carries time on where a recording's clock was set anew: in containers whose clock may do that,
  * a jump of one stream shifts all that comes after it, in every stream, so that picture and sound
- * stay together. Times are in microseconds.
+ * stay together. A stream that was silent for long, such as subtitles, has not jumped: its packets
+ * are where the others are. Times are in microseconds.
  */
 class ClockMender
 {
@@ -25,7 +26,17 @@ public:
     std::int64_t offsetFor(std::size_t stream, std::int64_t decode, std::int64_t duration);
 
 private:
-    std::int64_t offset = 0;
-    /** By stream: when its next packet is to be expected, offset included. */
-    std::vector<std::optional<std::int64_t>> expected;
+    struct Stream
+    {
+        /** Holds until the stream itself has come to the clock's next jump. */
+        std::int64_t offset = 0;
+        /** When its next packet is to be expected, offset included. */
+        std::optional<std::int64_t> due = {};
+    };
+
+    /** Since the clock's last jump. */
+    std::int64_t newest = 0;
+    /** Of the last packet of any stream, offset included. */
+    std::optional<std::int64_t> now;
+    std::vector<Stream> streams;
 };

@@ -13,6 +13,7 @@
 #include "engine/transport/TransportScan.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <set>
 #include <vector>
@@ -139,8 +140,8 @@ public:
             return;
         const std::int64_t length = lengthOf(packet);
         const bool isJump = findsJumps && dueAfterKept && length > 0 &&
-                            (time - *dueAfterKept) * 2 > length &&
-                            isShort(time - *dueAfterKept, stream);
+                            isShort(time, *dueAfterKept, stream) &&
+                            time - *dueAfterKept > length / 2;
         if (lostFrom)
             add(std::min(*lostFrom, isJump ? *dueAfterKept : *lostFrom), time, stream, report);
         else if (isJump)
@@ -164,16 +165,18 @@ public:
 
 private:
     /** Shorter than where a clock is set anew. */
-    static bool isShort(std::int64_t time, const AVStream &stream)
+    static bool isShort(std::int64_t time, std::int64_t from, const AVStream &stream)
     {
         constexpr double longest = static_cast<double>(ClockMender::largestStep) / AV_TIME_BASE;
-        return static_cast<double>(time) * av_q2d(stream.time_base) < longest;
+        const double step = static_cast<double>(time) - static_cast<double>(from);
+        return std::abs(step) * av_q2d(stream.time_base) < longest;
     }
 
     /** As the packet says; else as it is from packet to packet. */
     std::int64_t lengthOf(const AVPacket &packet) const
     {
-        return packet.duration > 0 ? packet.duration : usualStep;
+        constexpr std::int64_t longest = std::int64_t{1} << 60;
+        return packet.duration > 0 ? std::min(packet.duration, longest) : usualStep;
     }
 
     void takeStep(std::int64_t step)
@@ -185,7 +188,10 @@ private:
     // Decode times: they grow from packet to packet.
     static std::int64_t timeOf(const AVPacket &packet)
     {
-        return packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+        // Of damaged files, any number: sums of these must be numbers.
+        constexpr std::int64_t latest = std::int64_t{1} << 60;
+        const std::int64_t time = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+        return time != AV_NOPTS_VALUE ? std::clamp(time, -latest, latest) : time;
     }
 
     static void add(std::int64_t from, std::int64_t to, const AVStream &stream, TrackReport &report)

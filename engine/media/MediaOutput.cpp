@@ -68,11 +68,20 @@ unsigned tagFor(const AVOutputFormat &format, const AVCodecParameters &parameter
     return 0;
 }
 
+/** Frames of these are what time counts in, whatever their file calls a block. */
+bool countsInFrames(AVCodecID codec)
+{
+    return codec == AV_CODEC_ID_AC3 || codec == AV_CODEC_ID_EAC3 || codec == AV_CODEC_ID_MP2 ||
+           codec == AV_CODEC_ID_MP3;
+}
+
 int copyStream(const AVStream &source, AVStream &target, const AVOutputFormat &format)
 {
     if (const int result = avcodec_parameters_copy(target.codecpar, source.codecpar); result < 0)
         return result;
     target.codecpar->codec_tag = tagFor(format, *source.codecpar);
+    if (countsInFrames(source.codecpar->codec_id))
+        target.codecpar->block_align = 0;
     target.time_base = source.time_base;
     target.avg_frame_rate = source.avg_frame_rate;
     target.r_frame_rate = source.r_frame_rate;

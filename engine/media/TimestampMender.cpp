@@ -11,6 +11,13 @@ std::int64_t TimestampMender::firstDecode(const Stamps &stamps) const
 
 TimestampMender::Stamps TimestampMender::mend(Stamps stamps, std::int64_t duration)
 {
+    // What a damaged file calls a time may be any number, and others are counted from it.
+    constexpr std::int64_t latest = std::int64_t{1} << 60;
+    for (const auto time : {&Stamps::presentation, &Stamps::decode}) {
+        if (auto &stamp = stamps.*time)
+            stamp = std::clamp(*stamp, -latest, latest);
+    }
+    duration = std::clamp<std::int64_t>(duration, 0, latest);
     if (!stamps.decode)
         stamps.decode = lastDecode ? *lastDecode + std::max<std::int64_t>(lastDuration, 1)
                                    : firstDecode(stamps);

@@ -14,6 +14,9 @@ constexpr std::size_t timeSize = 4;
 constexpr int pids = 1 << 13;
 constexpr int nullPid = pids - 1;
 
+// As many as hours of pictures; what has more broken ones has nothing to be kept.
+constexpr std::size_t mostBroken = 1U << 21U;
+
 /** One transport packet's header. */
 struct Piece
 {
@@ -112,8 +115,9 @@ private:
             !state.isKnown || piece.isJump || piece.counter == ((state.counter + 1) & 0x0fU);
         // Between two packets, none of the one before need be missing.
         const bool isBetween = piece.isStart && state.isFinished;
-        if ((!follows || piece.isErroneous) && state.isPacket && !isBetween)
-            result.broken[piece.pid].insert(state.start);
+        if ((!follows || piece.isErroneous) && state.isPacket && !isBetween &&
+            brokenPackets < mostBroken && result.broken[piece.pid].insert(state.start).second)
+            ++brokenPackets;
         state.isKnown = true;
         state.counter = piece.counter;
         const ByteView payload = bytes.subspan(piece.payload);
@@ -146,6 +150,7 @@ private:
     std::size_t head;
     std::array<State, pids> states{};
     State *last = nullptr;
+    std::size_t brokenPackets = 0;
     TransportScan result;
 };
 

@@ -18,6 +18,7 @@
 
 #include <array>
 #include <filesystem>
+#include <limits>
 #include <new>
 #include <stdexcept>
 #include <vector>
@@ -279,6 +280,41 @@ private Q_SLOTS:
         QCOMPARE(clock.offsetFor(0, 0, second), std::int64_t{0});
         QCOMPARE(clock.offsetFor(0, 9 * second, second), std::int64_t{0});
         QCOMPARE(clock.offsetFor(0, 2 * second, second), std::int64_t{0});
+    }
+
+    void silentStreamsAreNoJumps()
+    {
+        constexpr std::int64_t second = 1'000'000;
+        ClockMender clock;
+        QCOMPARE(clock.offsetFor(1, 0, second), std::int64_t{0});
+        for (std::int64_t time = 0; time < 40; ++time)
+            QCOMPARE(clock.offsetFor(0, time * second, second), std::int64_t{0});
+        // A text after a long pause, and pictures that go on.
+        QCOMPARE(clock.offsetFor(1, 39 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 40 * second, second), std::int64_t{0});
+        // After a jump, a text goes with the pictures, however long it was silent.
+        QCOMPARE(clock.offsetFor(0, 0, second), 41 * second);
+        for (std::int64_t time = 1; time < 30; ++time)
+            QCOMPARE(clock.offsetFor(0, time * second, second), 41 * second);
+        QCOMPARE(clock.offsetFor(1, 29 * second, second), 41 * second);
+    }
+
+    void streamsComeToAJumpOneAfterTheOther()
+    {
+        constexpr std::int64_t second = 1'000'000;
+        ClockMender clock;
+        for (const std::size_t stream : {0U, 1U})
+            QCOMPARE(clock.offsetFor(stream, 100 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 0, second), 101 * second);
+        QCOMPARE(clock.offsetFor(0, second, second), 101 * second);
+        // Sound from before the jump.
+        QCOMPARE(clock.offsetFor(1, 101 * second, second), std::int64_t{0});
+        QCOMPARE(clock.offsetFor(0, 2 * second, second), 101 * second);
+        QCOMPARE(clock.offsetFor(1, second, second), 101 * second);
+        // Any number.
+        constexpr auto latest = std::numeric_limits<std::int64_t>::max();
+        clock.offsetFor(0, latest, latest);
+        clock.offsetFor(0, -latest, latest);
     }
 
     void readBackTellsWhatIsMissing()
