@@ -49,6 +49,8 @@ std::size_t jpegSize(ByteView bytes)
         if (place + 4 > bytes.size() || code < 0xc0)
             return 0;
         place += 2 + be16(&bytes[place + 2]);
+        if (place > bytes.size())
+            return 0;
         isInData = code == startOfScan;
     }
     return 0;

@@ -221,9 +221,12 @@ bool NalRecogniser::isPlausible(ByteView unit, std::uint64_t size) const
         return size == (isHevc ? 3 : 2);
     if (Nal::isInformation(type, isHevc))
         return size > longestInformation || isInformation(unit, isHevc);
-    if (isFiller(type, isHevc))
-        return std::all_of(unit.begin() + (isHevc ? 2 : 1), unit.end() - 1,
+    const std::size_t header = isHevc ? 2 : 1;
+    if (isFiller(type, isHevc) && unit.size() > header) {
+        const ByteView filling = unit.subspan(header, unit.size() - header - 1);
+        return std::all_of(filling.begin(), filling.end(),
                            [](std::uint8_t byte) { return byte == 0xff; });
+    }
     return true;
 }
 

@@ -27,8 +27,9 @@ bool hasChromaFormat(std::uint32_t profile)
 
 void skipScalingList(BitReader &reader, unsigned size)
 {
-    std::int32_t last = 8;
-    std::int32_t next = 8;
+    // Differences may be any numbers of 32 bits.
+    std::int64_t last = 8;
+    std::int64_t next = 8;
     for (unsigned i = 0; i < size && !reader.isOver(); ++i) {
         if (next != 0)
             next = (last + reader.signedGolomb() + 256) % 256;
