@@ -108,6 +108,9 @@ private Q_SLOTS:
         // The second is two longer than the first: 0x3f stands for no difference.
         const std::string sizesAsDifferences("\2\x81\xc1", 3);
         QCOMPARE(framesIn(blockOf(0x06, sizesAsDifferences + "abcdef")), three);
+        // What stands before the block in its group may have a name of two bytes.
+        const Bytes group = {0xa0, 0x8c, 0x75, 0xa2, 0x81, 9, 0xa1, 0x86, 0x81, 0, 5, 0, 'x', 'y'};
+        QCOMPARE(framesIn(group), std::vector<std::string>{"xy"});
         const std::vector<std::string> equal = {"ab", "cd", "ef"};
         QCOMPARE(framesIn(blockOf(0x04, std::string("\2", 1) + "abcdef")), equal);
     }
