@@ -36,9 +36,9 @@ PacketContent::Kind contentOf(const MediaInput &input, const AVCodecParameters &
     switch (parameters.codec_id) {
     case AV_CODEC_ID_H264:
     case AV_CODEC_ID_HEVC:
-        return {.impossibleZeros = PacketContent::zerosInPicture};
+        return {.impossibleZeros = PacketContent::zerosInPicture, .mayBePadded = true};
     case AV_CODEC_ID_MPEG4:
-        return {.impossibleZeros = PacketContent::zerosInOldPicture};
+        return {.impossibleZeros = PacketContent::zerosInOldPicture, .mayBePadded = true};
     case AV_CODEC_ID_MJPEG:
         return {.impossibleZeros = PacketContent::zerosInOldPicture, .hasJpegHeader = true};
     case AV_CODEC_ID_AAC:

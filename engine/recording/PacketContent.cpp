@@ -29,6 +29,22 @@ ByteView jpegData(ByteView packet)
                           static_cast<std::size_t>(to - from));
 }
 
+/** Without the zeros that fill a packet, or its chunk with the header of eight bytes, up. */
+ByteView withoutPadding(ByteView packet)
+{
+    constexpr std::size_t chunkHeader = 8;
+    const auto last =
+        std::find_if(packet.rbegin(), packet.rend(), [](std::uint8_t byte) { return byte != 0; });
+    const auto zeros = static_cast<std::size_t>(last - packet.rbegin());
+    for (const std::size_t sector : {512U, 2048U, 4096U}) {
+        const bool isFilled =
+            packet.size() % sector == 0 || (packet.size() + chunkHeader) % sector == 0;
+        if (isFilled && zeros < sector)
+            return packet.first(packet.size() - zeros);
+    }
+    return packet;
+}
+
 } // namespace
 
 bool PacketContent::isNalHeader(std::uint8_t byte, bool isHevc)
@@ -65,6 +81,8 @@ bool PacketContent::isOverwritten(ByteView packet, const Kind &kind)
     constexpr std::size_t leastToJudge = 8;
     if (kind.hasJpegHeader)
         packet = jpegData(packet);
+    if (kind.mayBePadded)
+        packet = withoutPadding(packet);
     if (packet.size() < leastToJudge || kind.impossibleZeros == 0)
         return false;
     return hasZeros(packet, std::min(packet.size(), kind.impossibleZeros));

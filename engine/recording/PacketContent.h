@@ -17,6 +17,8 @@ struct Kind
     std::size_t impossibleZeros = 0;
     /** What stands before a picture's coded data may have any number of them: JPEG. */
     bool hasJpegHeader = false;
+    /** Recorders may fill up their packets with zeros, so that the next begins with a sector. */
+    bool mayBePadded = false;
 };
 
 /** Zero bytes in a row that coded pictures (H.264, HEVC) and frames of AAC do not have. */

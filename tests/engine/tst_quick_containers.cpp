@@ -10,6 +10,7 @@
 #include "engine/matroska/MatroskaWriter.h"
 #include "engine/media/MendedInput.h"
 #include "engine/media/QuickRepair.h"
+#include "engine/recording/PacketContent.h"
 #include "engine/recording/SelfCheck.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
@@ -551,6 +552,27 @@ private Q_SLOTS:
             findAviChunks(SourceFile(path("padded.avi").toStdString()), size);
         QCOMPARE(content.chunks.size(),
                  findAviChunks(SourceFile(path("a.avi").toStdString()), size).chunks.size());
+    }
+
+    void picturesFilledUpWithZerosAreWhole()
+    {
+        const PacketContent::Kind kind = {.impossibleZeros = PacketContent::zerosInPicture,
+                                          .mayBePadded = true};
+        Bytes picture(4000, 0x55);
+        const auto isLost = [&](std::size_t size) {
+            Bytes packet = picture;
+            packet.resize(size);
+            return PacketContent::isOverwritten(packet, kind);
+        };
+        // Up to the end of a sector, or so that the next chunk begins with one.
+        QVERIFY(!isLost(4096));
+        QVERIFY(!isLost(4096 - 8));
+        // Longer than a sector, or up to any other place.
+        QVERIFY(isLost(4000 + 100));
+        QVERIFY(isLost(12288));
+        // In the middle, zeros are no padding.
+        std::fill_n(picture.begin() + 1000, 100, std::uint8_t{0});
+        QVERIFY(isLost(4096));
     }
 
     void aScanThatEndsBehindTheFileIsNoPicture()
