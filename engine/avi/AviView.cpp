@@ -188,8 +188,9 @@ private:
         std::size_t total = stated >= known && stated <= mostStreams ? stated : known;
         // Streams without a chunk may come behind those that have some.
         for (total = std::max(total, lists.size()); total <= mostStreams; ++total) {
-            if (areNumbered(lists, total - lists.size())) {
-                assign(std::move(lists), total - lists.size());
+            const std::size_t first = total - lists.size();
+            if (areNumbered(lists, first)) {
+                assign(std::move(lists), first);
                 break;
             }
         }
