@@ -19,6 +19,7 @@ constexpr double costOfSound = 400;
 constexpr double mostCostOfSound = 20;
 constexpr double costOfWaiting = 2;
 constexpr double costOfContradiction = 50;
+constexpr double costOfStray = 20;
 
 constexpr std::int64_t never = std::numeric_limits<std::int64_t>::min() / 4;
 constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max() / 4;
@@ -60,6 +61,8 @@ struct Hypothesis
     /** Of other key pictures than the row's own; where they come at any time, on average. */
     double keysLost = 0;
     double cost = 0;
+    /** What the row says of order is believed for nothing else. */
+    bool isStray = false;
 };
 
 /** One account of what is missing up to a row, and where that leaves the recording behind it. */
@@ -397,10 +400,17 @@ private:
             else
                 addInAnySequence(account, row, found);
         }
-        if (found.empty()) {
-            // Nothing tells but the bytes.
+        // What looks like a picture or two among damage may be none.
+        constexpr std::int64_t few = 2;
+        const bool mayBeStray = sample.tellsOrder && !row.begins() && row.size() <= few;
+        if (found.empty() || mayBeStray) {
+            const double cost = found.empty() ? 0 : costOfStray;
             forEachNear(row.guess, [&](std::int64_t lost) {
-                found.push_back({.lost = lost, .base = baseOfFirst(account, row, lost)});
+                found.push_back({.lost = lost,
+                                 .base = baseOfFirst(account, row, lost),
+                                 .start = account.start,
+                                 .cost = cost,
+                                 .isStray = mayBeStray});
             });
         }
         return found;
@@ -552,7 +562,11 @@ private:
                            .base = hypothesis.base};
         const std::int64_t first = before.number + hypothesis.lost;
         account.number = first + row.size();
-        if (row.lastKey < row.end) {
+        if (hypothesis.isStray) {
+            account.lastBase = before.lastBase;
+            account.start = before.start;
+            account.latest = before.latest;
+        } else if (row.lastKey < row.end) {
             account.lastBase = first + static_cast<std::int64_t>(row.lastKey - row.first);
             account.start = account.lastBase;
             account.latest = account.lastBase + row.latest;
