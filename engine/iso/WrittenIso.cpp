@@ -7,8 +7,8 @@ namespace {
 // Read back one by one: of each track so many at so many places, or all where there are no more.
 constexpr std::size_t stretchLength = 96;
 constexpr std::size_t mostStretches = 10;
-// Recorders have fewer tracks.
-constexpr std::size_t mostTracks = 16;
+// Tracks. Recorders have fewer.
+constexpr std::size_t mostReadBack = 16;
 
 /** Where a stretch begins: with a key picture, so that it can be decoded, if there is one near. */
 std::size_t startNear(const IsoTrack &track, std::size_t nominal, std::size_t limit)
@@ -91,7 +91,7 @@ std::uint64_t tableHashOf(const IsoTrack &track)
 PacketNotes::PacketNotes(const IsoRecording &ofRecording)
     : recording(ofRecording), stretches(ofRecording.tracks.size())
 {
-    for (std::size_t i = 0; i < std::min(stretches.size(), mostTracks); ++i) {
+    for (std::size_t i = 0; i < std::min(stretches.size(), mostReadBack); ++i) {
         const IsoTrack &track = recording.tracks[i];
         for (const std::size_t start : stretchStarts(track)) {
             Stretch stretch = {.first = start, .hashes = {}};

@@ -3,6 +3,7 @@
 #include "engine/advanced/MediaWindow.h"
 #include "engine/avi/AviChunks.h"
 #include "engine/avi/AviPictures.h"
+#include "engine/iso/IsoCheck.h"
 #include "engine/iso/IsoReader.h"
 #include "engine/iso/IsoWriter.h"
 #include "engine/matroska/Ebml.h"
@@ -358,7 +359,7 @@ private Q_SLOTS:
         for (std::size_t i = 0; i < lost; ++i)
             recording->tracks[0].packets[i].setLost(true);
         const QString output = path("long.mp4");
-        checkOutput(output.toStdString(), writeIso(source, *recording, output.toStdString()));
+        checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         const double seconds = factor * 3.0;
         const double begin = shownTimes(output, "0").value(0);
         QVERIFY2(std::abs(begin / (factor * lost / 25.0) - 1) < 1e-3,
@@ -383,7 +384,7 @@ private Q_SLOTS:
         for (std::size_t i = 0; i < lost; ++i)
             recording->tracks[0].packets[i].setLost(true);
         const QString output = path("later.mp4");
-        checkOutput(output.toStdString(), writeIso(source, *recording, output.toStdString()));
+        checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         constexpr double near = 0.002;
         QVERIFY(sound.value(0) > 1);
         QVERIFY(std::abs(shownTimes(output, "1").value(0) - sound.value(0)) < near);
@@ -405,7 +406,7 @@ private Q_SLOTS:
         for (std::size_t i = 0; i < 20; ++i)
             recording->tracks[0].packets[i].setLost(true);
         const QString output = path("early.mp4");
-        checkOutput(output.toStdString(), writeIso(source, *recording, output.toStdString()));
+        checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         const QList<double> texts = shownTimes(output, "1");
         const double after = shownTimes(output, "0").last() - texts.last();
         const double ofLast =
