@@ -460,7 +460,7 @@ private Q_SLOTS:
         QTest::addColumn<double>("tolerance");
         constexpr int smallBlock = 512;
         constexpr int largeBlock = 65536;
-        for (const char *name : {"slices.mp4", "end.mp4", "forward.mp4"}) {
+        for (const char *name : {"slices.mp4", "end.mp4", "forward.mp4", "plain.mov"}) {
             const QByteArray title = name;
             QTest::newRow(title + ": 20 x 512")
                 << QString::fromLatin1(name) << 20 << smallBlock << Score::timeTolerance;
@@ -484,7 +484,9 @@ private Q_SLOTS:
                                                       seed);
                 },
                 longSeconds);
-            QVERIFY2(outcome.score.recall() >= 0.999, textOf(outcome.score));
+            // Pieces of plain sound are small: half of one is none.
+            QVERIFY2(outcome.score.recall() >= (name == QLatin1String("plain.mov") ? 0.99 : 0.999),
+                     textOf(outcome.score));
             QVERIFY2(outcome.score.misplaced == 0, textOf(outcome.score));
             QVERIFY2(outcome.score.timeError <= tolerance, textOf(outcome.score));
         }
