@@ -59,8 +59,8 @@ void append(const QString &path, const QString &line)
     // would be written over. With the right to append alone, the system finds the end itself.
     const HANDLE file = CreateFileW(reinterpret_cast<const wchar_t *>(longPath(path).utf16()),
                                     FILE_APPEND_DATA | SYNCHRONIZE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return;
     QByteArray text = line.toUtf8();
@@ -116,11 +116,11 @@ void QtLog::write(const char *level, const char *function, int line, const QStri
     if (logFilePath().isEmpty())
         logFilePath() = createLogFolder();
 
-    append(logFilePath(),
-           QStringLiteral("%1 [%2] [tid=%3] %4:%5 - %6")
-               .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
-                    QString::fromUtf8(level), QString::number(currentThreadId()),
-                    QString::fromUtf8(function), QString::number(line), message));
+    append(logFilePath(), QStringLiteral("%1 [%2] [tid=%3] %4:%5 - %6")
+                              .arg(QDateTime::currentDateTime().toString(
+                                       QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
+                                   QString::fromUtf8(level), QString::number(currentThreadId()),
+                                   QString::fromUtf8(function), QString::number(line), message));
 }
 
 void QtLog::messageHandler(QtMsgType type, const QMessageLogContext &context,

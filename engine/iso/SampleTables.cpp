@@ -315,8 +315,7 @@ void readSamples(const SourceFile &source, IsoTrack &track, std::uint64_t most)
     std::uint64_t number = 1;
     // One that grows as it is filled would be there twice at times. A day's packets are no more.
     constexpr std::uint64_t mostReserved = 1U << 23U;
-    track.packets.reserve(
-        static_cast<std::size_t>(std::min({sizes.listed(), most, mostReserved})));
+    track.packets.reserve(static_cast<std::size_t>(std::min({sizes.listed(), most, mostReserved})));
     for (auto offset = offsets.next(); offset; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);

@@ -188,6 +188,13 @@ class QuickContainersTest : public TestCase
         return readFile(path(name));
     }
 
+    /** A file to be written: the writers' own are made before. */
+    QString empty(const char *name)
+    {
+        writeFile(path(name));
+        return path(name);
+    }
+
     /** Writes a Matroska file with our own writer and has our own check judge it. */
     QString rewritten(const QByteArray &bytes)
     {
@@ -196,9 +203,9 @@ class QuickContainersTest : public TestCase
         auto recording = readMatroska(source);
         if (!recording)
             throw EngineError(ErrorCode::NotRecognised, "there is no block");
-        const std::string output = path("written.mkv").toStdString();
-        checkOutput(output, writeMatroska(source, *recording, output));
-        return path("written.mkv");
+        const QString output = empty("written.mkv");
+        checkOutput(output.toStdString(), writeMatroska(source, *recording, output.toStdString()));
+        return output;
     }
 
     static void compareStreams(const QString &output, const QString &original)
@@ -358,7 +365,7 @@ private Q_SLOTS:
         constexpr int lost = 20;
         for (std::size_t i = 0; i < lost; ++i)
             recording->tracks[0].packets[i].setLost(true);
-        const QString output = path("long.mp4");
+        const QString output = empty("long.mp4");
         checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         const double seconds = factor * 3.0;
         const double begin = shownTimes(output, "0").value(0);
@@ -383,7 +390,7 @@ private Q_SLOTS:
         constexpr int lost = 10;
         for (std::size_t i = 0; i < lost; ++i)
             recording->tracks[0].packets[i].setLost(true);
-        const QString output = path("later.mp4");
+        const QString output = empty("later.mp4");
         checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         constexpr double near = 0.002;
         QVERIFY(sound.value(0) > 1);
@@ -405,7 +412,7 @@ private Q_SLOTS:
         QVERIFY(recording.has_value());
         for (std::size_t i = 0; i < 20; ++i)
             recording->tracks[0].packets[i].setLost(true);
-        const QString output = path("early.mp4");
+        const QString output = empty("early.mp4");
         checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
         const QList<double> texts = shownTimes(output, "1");
         const double after = shownTimes(output, "0").last() - texts.last();
