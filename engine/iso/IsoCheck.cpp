@@ -112,10 +112,11 @@ void checkTables(const SourceFile &file, const WrittenIso &written)
 class TrackCheck
 {
 public:
-    TrackCheck(AVFormatContext &opened, std::size_t index, const WrittenTrack &expected)
+    TrackCheck(AVFormatContext &opened, AVStream &ofTrack, std::size_t index,
+               const WrittenTrack &expected)
         : input(opened),
           number(index),
-          stream(*opened.streams[index]),
+          stream(ofTrack),
           track(expected),
           pictures(stream, expected.packets)
     {
@@ -262,12 +263,13 @@ private:
 void checkWithFfmpeg(const std::string &path, const WrittenIso &written)
 {
     const Ffmpeg::InputPtr input = openWritten(path);
-    if (input->nb_streams < written.tracks.size())
+    const std::vector<AVStream *> streams = writtenStreams(*input);
+    if (streams.size() < written.tracks.size())
         throw notSound("tracks are missing");
     for (std::size_t i = 0; i < written.tracks.size(); ++i) {
         // Tracks that hold another's chapters are read with that one, not as packets.
-        if (input->streams[i]->discard < AVDISCARD_ALL)
-            TrackCheck(*input, i, written.tracks[i]).run();
+        if (streams[i]->discard < AVDISCARD_ALL)
+            TrackCheck(*input, *streams[i], i, written.tracks[i]).run();
     }
 }
 

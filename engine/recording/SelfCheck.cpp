@@ -5,21 +5,29 @@
 #include "engine/recording/Progress.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace {
+
+/** A picture that stands for the whole file, which FFmpeg's readers give as a stream. */
+bool isCover(const AVStream &stream)
+{
+    return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+}
 
 class Check
 {
 public:
     Check(const std::string &path, std::vector<ExpectedTrack> tracks)
         : input(openWritten(path)),
+          streams(writtenStreams(*input)),
           expected(std::move(tracks)),
           found(expected.size()),
           progress("checked",
                    static_cast<std::uint64_t>(std::max<std::int64_t>(avio_size(input->pb), 0)))
     {
-        if (input->nb_streams < expected.size())
+        if (streams.size() < expected.size())
             throw notSound("tracks are missing");
     }
 
@@ -44,7 +52,11 @@ public:
 private:
     void take(const AVPacket &packet)
     {
-        const auto index = static_cast<std::size_t>(packet.stream_index);
+        const AVStream &stream = *input->streams[packet.stream_index];
+        if (isCover(stream))
+            return;
+        const auto index = static_cast<std::size_t>(
+            std::find(streams.begin(), streams.end(), &stream) - streams.begin());
         if (index >= expected.size())
             throw notSound("there are tracks that were not written");
         if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
@@ -54,7 +66,6 @@ private:
             digest.addBytes({packet.data, static_cast<std::size_t>(packet.size)});
         digest.addPacket(packet.pts, static_cast<std::uint64_t>(packet.size));
         progress.reach(static_cast<std::uint64_t>(std::max<std::int64_t>(packet.pos, 0)));
-        const AVStream &stream = *input->streams[packet.stream_index];
         if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
             pictures.try_emplace(stream.index, stream, expected[index].digest.packets())
                 .first->second.see(packet);
@@ -63,7 +74,7 @@ private:
     void compare(std::size_t index)
     {
         // Tracks that hold another's chapters are read with that one, not as packets.
-        if (input->streams[index]->discard >= AVDISCARD_ALL)
+        if (streams[index]->discard >= AVDISCARD_ALL)
             return;
         ExpectedTrack &track = expected[index];
         const std::string name = " in track " + std::to_string(index + 1);
@@ -78,6 +89,7 @@ private:
     }
 
     Ffmpeg::InputPtr input;
+    std::vector<AVStream *> streams;
     std::vector<ExpectedTrack> expected;
     std::vector<PacketDigest> found;
     std::map<int, KeyPictures> pictures;
@@ -114,6 +126,14 @@ Ffmpeg::InputPtr openWritten(const std::string &path)
     // Packets as they are stored, not as parsers cut them.
     opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
     return Ffmpeg::InputPtr(opened);
+}
+
+std::vector<AVStream *> writtenStreams(const AVFormatContext &input)
+{
+    std::vector<AVStream *> streams;
+    std::copy_if(input.streams, input.streams + input.nb_streams, std::back_inserter(streams),
+                 [](const AVStream *stream) { return !isCover(*stream); });
+    return streams;
 }
 
 void checkOutput(const std::string &path, std::vector<ExpectedTrack> tracks)

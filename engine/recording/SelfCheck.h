@@ -26,6 +26,9 @@ EngineError notDecodable();
 /** Opens a written file for packets to be read as they are stored. Throws OutputNotSound. */
 Ffmpeg::InputPtr openWritten(const std::string &path);
 
+/** The streams of an opened file that are its tracks, in order. A cover is none. */
+std::vector<AVStream *> writtenStreams(const AVFormatContext &input);
+
 /**
  * Reads a file that has just been written with FFmpeg's reader, to its end, and compares the
  * packets of each track, their bytes and their times with what was put in; and decodes some key

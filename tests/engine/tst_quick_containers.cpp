@@ -422,6 +422,36 @@ private Q_SLOTS:
                  qPrintable(QStringLiteral("%1, was %2").arg(after).arg(ofLast)));
     }
 
+    void coversAreNoTracks()
+    {
+        Footage::run(QStringLiteral("ffmpeg"),
+                     words("-v error -y -f lavfi -i testsrc2=size=64x64:duration=1 -frames:v 1") +
+                         QStringList(path("cover.jpg")));
+        made("plain.mp4", "-c:v libx264 -c:a aac");
+        const QStringList inputs = words("-v error -y -i") + QStringList(path("plain.mp4"));
+        Footage::run(QStringLiteral("ffmpeg"),
+                     inputs + words("-i") + QStringList(path("cover.jpg")) +
+                         words("-map 0 -map 1 -c copy -disposition:v:1 attached_pic") +
+                         QStringList(path("cover.mp4")));
+        Footage::run(QStringLiteral("ffmpeg"),
+                     inputs + words("-attach") + QStringList(path("cover.jpg")) +
+                         words("-metadata:s:t mimetype=image/jpeg -c copy") +
+                         QStringList(path("cover.mkv")));
+
+        const SourceFile source(path("cover.mp4").toStdString());
+        auto recording = readIso(source);
+        QVERIFY(recording.has_value());
+        const QString output = empty("covered.mp4");
+        checkIso(output.toStdString(), writeIso(source, *recording, output.toStdString()));
+        const QStringList what = words("-show_entries stream=codec_name");
+        QVERIFY(Footage::probe(output, what).contains(QStringLiteral("mjpeg")));
+        compareStreams(output, path("cover.mp4"));
+
+        const QString matroska = rewritten(readFile(path("cover.mkv")));
+        QCOMPARE(Footage::packetHashes(matroska, QStringLiteral("0")),
+                 Footage::packetHashes(path("cover.mkv"), QStringLiteral("0")));
+    }
+
     void soundMatroskaPassesOurOwnCheck_data()
     {
         QTest::addColumn<QByteArray>("bytes");
