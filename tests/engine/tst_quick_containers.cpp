@@ -175,7 +175,7 @@ class QuickContainersTest : public TestCase
     QString repaired(const QByteArray &bytes, const char *suffix)
     {
         const QString input = path("damaged") + QString::fromLatin1(suffix);
-        const QString output = path("repaired") + QString::fromLatin1(suffix);
+        QString output = path("repaired") + QString::fromLatin1(suffix);
         writeFile(input, bytes);
         QFile::remove(output);
         report = quickRepair(input.toStdString(), output.toStdString());
@@ -203,7 +203,7 @@ class QuickContainersTest : public TestCase
         auto recording = readMatroska(source);
         if (!recording)
             throw EngineError(ErrorCode::NotRecognised, "there is no block");
-        const QString output = empty("written.mkv");
+        QString output = empty("written.mkv");
         checkOutput(output.toStdString(), writeMatroska(source, *recording, output.toStdString()));
         return output;
     }
