@@ -54,9 +54,26 @@ std::optional<std::uint64_t> PictureFinder::firstIn(std::uint64_t from, std::uin
     return std::nullopt;
 }
 
+bool PictureFinder::holdsPictures(std::uint64_t place, const FoundPicture &picture)
+{
+    const std::uint64_t usual = sample.tracks[sample.video].largest;
+    if (picture.size <= usual)
+        return false;
+    // The first that is whole begins within so many bytes, and the next behind it.
+    const std::uint64_t to =
+        std::min(place + picture.size, place + 2 * (usual + sample.largestRun) + moreOfRun);
+    for (auto inner = firstIn(place + 1, to); inner; inner = firstIn(*inner + 1, to)) {
+        const FoundPicture one = *at(*inner);
+        const std::uint64_t end = *inner + one.size;
+        if (one.isComplete && one.size <= usual && firstIn(end, end + 2 * sample.largestRun + 1))
+            return true;
+    }
+    return false;
+}
+
 bool PictureFinder::isCertain(std::uint64_t place, const FoundPicture &picture)
 {
-    if (!picture.isComplete)
+    if (!picture.isComplete || holdsPictures(place, picture))
         return false;
     const std::uint64_t end = place + picture.size;
     if (end >= media.end() || at(end))

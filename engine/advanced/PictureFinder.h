@@ -39,6 +39,11 @@ private:
 
     /** The first place that looks like a picture's beginning. */
     std::optional<std::uint64_t> firstIn(std::uint64_t from, std::uint64_t to);
+    /**
+     * Bytes in the middle of a picture may look like the beginning of a longer one, whose end is
+     * then somewhere. Longer than the sample's, and with whole pictures in it, it is none.
+     */
+    bool holdsPictures(std::uint64_t place, const FoundPicture &picture);
     bool isCertain(std::uint64_t place, const FoundPicture &picture);
 
     const SampleProfile &sample;

@@ -510,8 +510,8 @@ private Q_SLOTS:
         QFETCH(int, lost);
         const Outcome outcome = repair(
             name, [lost](const QByteArray &bytes) { return Damage::lostBeginning(bytes, lost); });
-        // This is about times: where the first certain picture is found is not.
-        QVERIFY2(outcome.score.recall() >= 0.9, textOf(outcome.score));
+        // The last pieces of a cut picture may hide the sound behind it.
+        QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         // The interleave tells it; edit lists count milliseconds.
         QVERIFY2(outcome.score.timeError < 0.002, textOf(outcome.score));
