@@ -32,8 +32,7 @@ QList<LogLine> parseLog(const QString &text)
         QRegularExpression::DotMatchesEverythingOption);
     QList<LogLine> lines;
     QStringList rows = text.split(QLatin1Char('\n'));
-    if (rows.last().isEmpty())
-        rows.removeLast();
+    rows.removeLast();
     for (const QString &row : rows) {
         const auto match = pattern.match(row);
         if (match.hasMatch())

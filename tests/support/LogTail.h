@@ -18,7 +18,10 @@ struct LogLine
     QString text() const { return level + QLatin1Char(' ') + message; }
 };
 
-/** Takes apart the text of a log file; a line that begins without a time belongs to the last. */
+/**
+ * Takes apart the text of a log file. A line that begins without a time belongs to the one before;
+ * one that has no end yet is still being written, and left out.
+ */
 QList<LogLine> parseLog(const QString &text);
 
 /** "LEVEL message" of each line; handles of pipes become N, repeated attempts are shown once. */
