@@ -92,12 +92,5 @@ Bytes makeSoundList(const AVCodecParameters &sound, std::uint64_t chunks, std::u
     const Bytes extra = extraOf(sound, samples);
     appendLe(format, extra.size(), 2);
     appendBytes(format, extra);
-
-    Bytes list;
-    appendText(list, "strl");
-    appendRiffChunk(list, "strh", header);
-    appendRiffChunk(list, "strf", format);
-    Bytes whole;
-    appendRiffChunk(whole, "LIST", list);
-    return whole;
+    return streamList(header, format);
 }

@@ -340,13 +340,7 @@ private:
         appendLe(format, 24, 2);
         appendText(format, codec);
         format.resize(40);
-        Bytes list;
-        appendText(list, "strl");
-        appendRiffChunk(list, "strh", header);
-        appendRiffChunk(list, "strf", format);
-        Bytes whole;
-        appendRiffChunk(whole, "LIST", list);
-        return whole;
+        return streamList(header, format);
     }
 
     void build(unsigned known)

@@ -12,3 +12,15 @@ inline void appendRiffChunk(Bytes &target, std::string_view type, ByteView body)
     if (body.size() % 2 != 0)
         target.push_back(0);
 }
+
+/** The list of a stream ("strl") of an AVI file: its header ("strh") and its format ("strf"). */
+inline Bytes streamList(ByteView header, ByteView format)
+{
+    Bytes list;
+    appendText(list, "strl");
+    appendRiffChunk(list, "strh", header);
+    appendRiffChunk(list, "strf", format);
+    Bytes whole;
+    appendRiffChunk(whole, "LIST", list);
+    return whole;
+}
