@@ -20,12 +20,10 @@ constexpr std::uint32_t dataElement = 4;
 constexpr std::uint32_t fillElement = 6;
 constexpr std::uint32_t endElement = 7;
 
-// Numbers of books that stand for no codes.
+// Numbers of books that stand for no codes. Behind that of noise there are the two of intensity.
 constexpr std::uint32_t zeroBook = 0;
 constexpr std::uint32_t reservedBook = 12;
 constexpr std::uint32_t noiseBook = 13;
-constexpr std::uint32_t secondIntensityBook = 14;
-constexpr std::uint32_t intensityBook = 15;
 
 constexpr unsigned mostGroups = 8;
 // Eight groups of 15 bands each; long windows have 51 bands.
