@@ -128,10 +128,12 @@ Bytes trackEntry(std::uint64_t track, std::uint64_t type, std::string_view codec
 /** What a block holds: its track, its time from the cluster's on, and a text. */
 Bytes blockBody(std::uint8_t track, std::int16_t time, std::uint8_t flags, std::string_view content)
 {
-    Bytes body = {static_cast<std::uint8_t>(0x80U | track)};
-    appendBe(body, static_cast<std::uint16_t>(time), 2);
-    body.push_back(flags);
-    appendText(body, content);
+    constexpr std::size_t header = 4;
+    Bytes body(header + content.size());
+    patchBe(body, 0, 0x80U | track, 1);
+    patchBe(body, 1, static_cast<std::uint16_t>(time), 2);
+    patchBe(body, 3, flags, 1);
+    std::copy(content.begin(), content.end(), body.begin() + header);
     return body;
 }
 
