@@ -20,18 +20,17 @@ SpoiltPictures::SpoiltPictures(const SampleProfile &ofSample, const SourceFile &
 {
 }
 
-bool SpoiltPictures::decodes(Pictures::const_iterator from, Pictures::const_iterator to,
-                             bool hasOtherEnd, std::uint64_t &look)
+SpoiltPictures::Trial SpoiltPictures::decode(Pictures::const_iterator from,
+                                             Pictures::const_iterator to, bool hasOtherEnd)
 {
     TrialDecoder decoder(*streamOf(sample, sample.video)->codecpar);
-    for (; from != to; ++from) {
-        const Bytes bytes = source.copy(from->offset, from->size);
+    for (auto picture = from; picture != to; ++picture) {
+        const Bytes bytes = source.copy(picture->offset, picture->size);
         bytesLeft -= std::min<std::uint64_t>(bytesLeft, bytes.size());
-        decoder.decode(hasOtherEnd && std::next(from) == to ? withOtherEnd(bytes) : bytes);
+        decoder.decode(hasOtherEnd && std::next(picture) == to ? withOtherEnd(bytes) : bytes);
     }
     const bool isSound = decoder.finish();
-    look = decoder.hash();
-    return isSound;
+    return {.isSound = isSound, .shown = decoder.shown(), .look = decoder.hash()};
 }
 
 bool SpoiltPictures::isLastSpoilt(const std::vector<Packet> &pictures)
@@ -51,19 +50,19 @@ bool SpoiltPictures::isLastSpoilt(const std::vector<Packet> &pictures)
     if (pictures.end() - from > mostPictures || bytes > mostBytes ||
         std::any_of(from, pictures.end(), isLost))
         return false;
-    std::uint64_t look = 0;
-    if (!decodes(from, pictures.end(), false, look)) {
-        // It may be for one before it.
-        std::uint64_t others = 0;
-        const auto last = std::prev(pictures.end());
-        return from == last || decodes(from, last, false, others);
-    }
+    const Trial trial = decode(from, pictures.end(), false);
+    const auto last = std::prev(pictures.end());
+    // It may be for one before it.
+    if (!trial.isSound)
+        return from == last || decode(from, last, false).isSound;
     if (ending == Ending::Unknown)
         ending = samplePicturesEndExactly(sample) ? Ending::Exact : Ending::Padded;
     // Where noise has taken the decoder off the way, it has ended before the picture does.
     if (ending == Ending::Padded)
         return false;
-    std::uint64_t changed = 0;
-    decodes(from, pictures.end(), true, changed);
-    return changed == look;
+    const bool isShown =
+        trial.shown == pictures.end() - from || decode(from, last, false).shown < trial.shown;
+    if (!isShown)
+        return false;
+    return decode(from, pictures.end(), true).look == trial.look;
 }

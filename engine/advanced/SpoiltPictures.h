@@ -26,8 +26,15 @@ public:
 private:
     using Pictures = std::vector<Packet>;
 
-    bool decodes(Pictures::const_iterator from, Pictures::const_iterator to, bool hasOtherEnd,
-                 std::uint64_t &look);
+    struct Trial
+    {
+        bool isSound = false;
+        /** Decoders leave out pictures that need others than those that were decoded. */
+        std::ptrdiff_t shown = 0;
+        std::uint64_t look = 0;
+    };
+
+    Trial decode(Pictures::const_iterator from, Pictures::const_iterator to, bool hasOtherEnd);
 
     const SampleProfile &sample;
     const SourceFile &source;

@@ -15,6 +15,9 @@ public:
      */
     bool finish();
 
+    /** How many pictures were shown, until now. */
+    std::ptrdiff_t shown() const { return frames; }
+
     /** Of all that was shown. */
     std::uint64_t hash() const { return pictureHash; }
 
@@ -26,7 +29,7 @@ private:
     Ffmpeg::PacketPtr packet;
     Ffmpeg::FramePtr frame;
     bool hasError = false;
-    int frames = 0;
+    std::ptrdiff_t frames = 0;
     std::uint64_t pictureHash = 0xcbf29ce484222325;
 };
 
