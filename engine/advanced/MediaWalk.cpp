@@ -96,7 +96,7 @@ private:
                 break;
             from = end + 1;
         }
-        if (!isExplained(first))
+        if (!isExplained(first) && !readToLikely(place, first, *firstEnd))
             first = runs.read(place, *firstEnd, isEnded, RunReader::Effort::Much);
         ++(isExplained(first) ? result.goodRuns : result.badRuns);
         // What follows a picture is where it ought to be when its length leads there.
@@ -105,6 +105,26 @@ private:
             before.back().setLost(true);
         addRun(first, place, *firstEnd);
         return *firstEnd;
+    }
+
+    /**
+     * A picture before a damaged spot is not certain, since nothing that is known follows it. Sound
+     * that leads exactly to it tells that it is one.
+     */
+    bool readToLikely(std::uint64_t place, RunReading &found, std::uint64_t &end)
+    {
+        const std::uint64_t to = std::min(end, place + 2 * sample.largestRun);
+        auto next = pictures.likely(place, to);
+        for (int i = 0; i < mostCandidates && next; ++i) {
+            RunReading reading = runs.read(place, *next, true, RunReader::Effort::Little);
+            if (isExplained(reading) && !reading.parts.empty()) {
+                found = std::move(reading);
+                end = *next;
+                return true;
+            }
+            next = pictures.likely(*next + 1, to);
+        }
+        return false;
     }
 
     /** Where the sample's tracks cannot be told apart at all, this run's cannot either. */

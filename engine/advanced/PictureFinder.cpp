@@ -93,3 +93,13 @@ std::optional<std::uint64_t> PictureFinder::next(std::uint64_t from)
     }
     return std::nullopt;
 }
+
+std::optional<std::uint64_t> PictureFinder::likely(std::uint64_t from, std::uint64_t to)
+{
+    for (auto place = firstIn(from, to); place; place = firstIn(*place + 1, to)) {
+        const FoundPicture picture = *at(*place);
+        if (picture.isComplete && !holdsPictures(*place, picture))
+            return place;
+    }
+    return std::nullopt;
+}

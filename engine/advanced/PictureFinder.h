@@ -26,6 +26,12 @@ public:
     /** The next place at or after `from` where a picture certainly begins. */
     std::optional<std::uint64_t> next(std::uint64_t from);
 
+    /**
+     * The first place of a span where a whole picture seems to begin, whatever comes behind it.
+     * What stands before it has to tell whether one does.
+     */
+    std::optional<std::uint64_t> likely(std::uint64_t from, std::uint64_t to);
+
     /** Other parameters hold: what was found may be something else. */
     void forget();
 
