@@ -13,9 +13,10 @@
 
 namespace {
 
-// Key pictures that are tried, and how many pictures behind each. Damage may have hit one of those;
-// then fewer have to do. With wrong parameters, the first goes wrong.
-constexpr int keysToTry = 6;
+// Key pictures that are tried, and how many pictures behind each. Damage may have hit most of the
+// former, and one of the latter; then fewer have to do. With wrong parameters, the first goes
+// wrong.
+constexpr int keysToTry = 12;
 constexpr int picturesBehindKey = 6;
 constexpr int fewestBehindKey = 2;
 // As much of the media is searched for them.
@@ -173,8 +174,8 @@ void requireFittingPictures(const SampleProfile &sample, const SourceFile &damag
                            isUsedToItsEnd(*streamOf(sample, sample.video)->codecpar, bytes, width)))
                 ++good;
             ++tried;
-            // One may look right by chance; and damage may have hit some.
-            if (good >= 2)
+            // One may look right by chance, but does not end where its bytes do.
+            if (good >= (endsExactly ? 1 : 2))
                 return;
         }
         place = pictures.next(next);
