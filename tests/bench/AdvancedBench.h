@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/corpus/Decoded.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
@@ -106,9 +107,9 @@ private:
     {
         using Damage::Fill;
         text += "| Recording | Damage | Files | Refused | Recoverable packets | Pictures | Sound | "
-                "Data | Wrong | Misplaced | Mistimed | Largest time error | "
+                "Data | Decoded pictures | Wrong | Misplaced | Mistimed | Largest time error | "
                 "Sound beside picture, at most |\n"
-                "|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
+                "|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
         for (const char *name : {"end.mp4", "slices.mp4", "longhevc.mp4", "variable.mp4", "two.mp4",
                                  "sounds.mp4", "plain.mov", "deep.mov", "pictures.mov"}) {
             if (!isSelected(name))
@@ -137,6 +138,7 @@ private:
         const QString sample = makeMaster(master, folderOfCorpus, sampleSeconds, Scene::Sample);
         const Contents original = readContents(path);
         Score sum;
+        DecodedScore decoded;
         int files = 0;
         int refused = 0;
         for (const DamagedFile &damaged : make(readFile(path))) {
@@ -149,13 +151,17 @@ private:
             if (readFile(input) != damaged.bytes())
                 qFatal("the damaged file was written to");
             add(sum, scoreOf(original, damaged, readContents(output)));
+            const DecodedScore one = decodedScoreOf(path, damaged, output);
+            decoded.possible += one.possible;
+            decoded.shown += one.shown;
         }
         const QByteArray row =
             QByteArray("| ") + name + " | " + damage + " | " + QByteArray::number(files) + " | " +
             QByteArray::number(refused) + " | " + QByteArray::number(sum.recoverable) + " | " +
             percent(sum, 'v') + " | " + percent(sum, 'a') + " | " + percent(sum, 'd') + " | " +
-            QByteArray::number(sum.wrong) + " | " + QByteArray::number(sum.misplaced) + " | " +
-            QByteArray::number(sum.mistimed) + " | " +
+            QByteArray::number(decoded.shown) + " of " + QByteArray::number(decoded.possible) +
+            " | " + QByteArray::number(sum.wrong) + " | " + QByteArray::number(sum.misplaced) +
+            " | " + QByteArray::number(sum.mistimed) + " | " +
             QByteArray::number(sum.timeError * 1000, 'f', 1) + " ms | " +
             QByteArray::number(sum.soundError * 1000, 'f', 1) + " ms |\n";
         std::fputs(row.constData(), stderr);

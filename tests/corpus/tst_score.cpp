@@ -1,3 +1,4 @@
+#include "tests/corpus/Decoded.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Score.h"
 #include "tests/support/FaultFolder.h"
@@ -27,9 +28,9 @@ class ScoreTest : public TestCase
 private Q_SLOTS:
     void initTestCase()
     {
-        const QString path = makeMaster(masterNamed(QStringLiteral("end.mp4")), folder.path(), 4);
-        original = readContents(path);
-        undamaged = DamagedFile(readFile(path));
+        master = makeMaster(masterNamed(QStringLiteral("end.mp4")), folder.path(), 4);
+        original = readContents(master);
+        undamaged = DamagedFile(readFile(master));
         QCOMPARE(original.streams.size(), std::size_t{2});
         QCOMPARE(original.streams[0].packets.size(), std::size_t{120});
     }
@@ -172,16 +173,48 @@ private Q_SLOTS:
         QVERIFY(!file.survives(11, 2));
     }
 
+    void whatIsDecodedOfAnUndamagedRecording()
+    {
+        const DecodedScore score = decodedScoreOf(master, undamaged, master);
+        QCOMPARE(score.all, 120);
+        QCOMPARE(score.possible, 120);
+        QCOMPARE(score.shown, 120);
+    }
+
+    /** Up to the next key picture, everything needs it. */
+    void aLostKeyPictureTakesOthersWithIt()
+    {
+        DamagedFile damaged = undamaged;
+        const Contents::Packet &key = original.streams[0].packets[0];
+        damaged.zero(key.place + key.size / 2, 1);
+        const DecodedScore score = decodedScoreOf(master, damaged, master);
+        QCOMPARE(score.all, 120);
+        QVERIFY2(score.possible >= 65 && score.possible <= 72,
+                 qPrintable(QString::number(score.possible)));
+        QCOMPARE(score.shown, score.possible);
+    }
+
+    void picturesThatAnOutputDoesNotShow()
+    {
+        const QString shorter =
+            makeMaster(masterNamed(QStringLiteral("end.mp4")), folder.path(), 2);
+        const DecodedScore score = decodedScoreOf(master, undamaged, shorter);
+        QCOMPARE(score.possible, 120);
+        QVERIFY2(score.shown >= 50 && score.shown <= 60, qPrintable(QString::number(score.shown)));
+        QCOMPARE(decodedScoreOf(master, undamaged, QStringLiteral("not there")).shown, 0);
+    }
+
     void mastersAreTheSameOnEveryRun()
     {
-        const Master &master = masterNamed(QStringLiteral("plain.mov"));
+        const Master &plain = masterNamed(QStringLiteral("plain.mov"));
         QTemporaryDir other;
-        QCOMPARE(readFile(makeMaster(master, other.path(), 1)),
-                 readFile(makeMaster(master, folder.path(), 1)));
+        QCOMPARE(readFile(makeMaster(plain, other.path(), 1)),
+                 readFile(makeMaster(plain, folder.path(), 1)));
     }
 
 private:
     QTemporaryDir folder;
+    QString master;
     Contents original;
     DamagedFile undamaged{QByteArray()};
 };

@@ -1,6 +1,7 @@
 #include "engine/EngineError.h"
 #include "engine/advanced/AdvancedRepair.h"
 #include "tests/corpus/CameraFile.h"
+#include "tests/corpus/Decoded.h"
 #include "tests/corpus/Masters.h"
 #include "tests/corpus/Pictures.h"
 #include "tests/corpus/Score.h"
@@ -50,6 +51,8 @@ class AdvancedRepairTest : public TestCase
         Contents original;
         Contents output;
         Score score;
+        QString master;
+        DamagedFile damaged{QByteArray()};
     };
 
     static QString sampleOf(const QString &name)
@@ -75,6 +78,8 @@ class AdvancedRepairTest : public TestCase
         writeFile(input, damaged.bytes());
         QFile::remove(outputPath);
         Outcome outcome;
+        outcome.master = master;
+        outcome.damaged = damaged;
         outcome.report =
             advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
         if (readFile(input) != damaged.bytes())
@@ -449,6 +454,46 @@ private Q_SLOTS:
         QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         QVERIFY2(outcome.score.soundError < 1 / 30.0, textOf(outcome.score));
+    }
+
+    /** Many spots in a short recording: most key pictures may be hit, or what is beside them. */
+    void allThatCanBeDecodedIsShown_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DamageFunction>("damage");
+        using Damage::Fill;
+        const auto add = [](const char *name, int count, int size, Fill fill, unsigned seed) {
+            const QByteArray title = QByteArray(name) + ": " + QByteArray::number(count) + " x " +
+                                     QByteArray::number(size) +
+                                     (fill == Fill::Zeros ? " zeroed, " : " noise, ") +
+                                     QByteArray::number(seed);
+            addRow(title.constData(), name, [=](const QByteArray &bytes) {
+                return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
+            });
+        };
+        constexpr int smallBlock = 512;
+        constexpr int largeBlock = 65536;
+        for (const char *name :
+             {"end.mp4", "slices.mp4", "longhevc.mp4", "variable.mp4", "pictures.mov"}) {
+            for (const unsigned seed : {1U, 2U, 3U}) {
+                add(name, 5, largeBlock, Fill::Zeros, seed);
+                add(name, 20, smallBlock, Fill::Zeros, seed);
+            }
+            add(name, 5, largeBlock, Fill::Noise, 2);
+            add(name, 20, smallBlock, Fill::Noise, 1);
+        }
+    }
+
+    void allThatCanBeDecodedIsShown()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        const Outcome outcome = repair(name, damage);
+        const Score &score = outcome.score;
+        QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
+        const DecodedScore decoded = decodedScoreOf(outcome.master, outcome.damaged, outputPath);
+        QVERIFY(decoded.possible > 0 && decoded.possible < decoded.all);
+        QCOMPARE(decoded.shown, decoded.possible);
     }
 
     /** Several spots in one recording: no error may be carried on from one to the next. */
