@@ -14,16 +14,34 @@
 
 namespace {
 
-/** A packet of this sample description is not there: zeros are written for it. */
+/** A packet of this sample description is not there: silence is written for it. */
 constexpr std::uint64_t silence = 0;
+
+/** What silence is made of where it is not zeros. */
+struct SilentByte
+{
+    FourCc type;
+    std::uint8_t value;
+};
+
+constexpr SilentByte silentBytes[] = {
+    {fourCc("ulaw"), 0xff}, {fourCc("alaw"), 0xd5}, {fourCc("raw "), 0x80}};
+
+std::uint8_t silentByteOf(const IsoTrack &track)
+{
+    const auto found =
+        std::find_if(std::begin(silentBytes), std::end(silentBytes),
+                     [&](const SilentByte &one) { return one.type == track.codecType; });
+    return found != std::end(silentBytes) ? found->value : std::uint8_t{0};
+}
 
 /** Bytes of the damaged file that stand together in the output as well. */
 struct Span
 {
     std::uint64_t from = 0;
     std::uint64_t size = 0;
-    /** Zeros stand for it. */
-    bool isSilence = false;
+    /** This byte, again and again, stands for it. */
+    std::optional<std::uint8_t> silence = {};
 };
 
 template <typename Visit>
@@ -54,15 +72,16 @@ std::vector<Span> packTogether(IsoRecording &recording)
         Packet &packet = *entry.packet;
         if (packet.isLost == 0) {
             const bool isSilence = packet.description == silence;
-            const bool goesOn = !spans.empty() && !isSilence && !spans.back().isSilence &&
+            const bool goesOn = !spans.empty() && !isSilence && !spans.back().silence &&
                                 spans.back().from + spans.back().size == packet.offset;
             if (goesOn)
                 spans.back().size += packet.size;
             else
-                spans.push_back(
-                    {.from = packet.offset, .size = packet.size, .isSilence = isSilence});
-            if (isSilence)
+                spans.push_back({.from = packet.offset, .size = packet.size});
+            if (isSilence) {
+                spans.back().silence = silentByteOf(recording.tracks[entry.track]);
                 packet.setDescription(1);
+            }
         }
         packet.setOffset(size);
         size += packet.isLost == 0 ? packet.size : 0;
@@ -119,8 +138,8 @@ public:
             const Span &span = spans[current];
             const std::uint64_t some = std::min({size, span.size - inside, mostAtOnce});
             const ByteView bytes =
-                span.isSilence ? zerosOf(some)
-                               : reader.read(span.from + inside, static_cast<std::size_t>(some));
+                span.silence ? silenceOf(*span.silence, some)
+                             : reader.read(span.from + inside, static_cast<std::size_t>(some));
             if (bytes.size() < some)
                 throw EngineError(ErrorCode::OutputNotSound,
                                   "The damaged file changed while it was read.");
@@ -139,17 +158,16 @@ public:
 private:
     static constexpr std::uint64_t mostAtOnce = 1U << 20U;
 
-    ByteView zerosOf(std::uint64_t size)
+    ByteView silenceOf(std::uint8_t byte, std::uint64_t size)
     {
-        if (zeros.size() < size)
-            zeros.resize(static_cast<std::size_t>(size));
-        return ByteView(zeros).first(static_cast<std::size_t>(size));
+        silent.assign(static_cast<std::size_t>(size), byte);
+        return silent;
     }
 
     ForwardReader reader;
     std::vector<Span> spans;
     OutputFile &output;
-    Bytes zeros;
+    Bytes silent;
     std::size_t current = 0;
     std::uint64_t inside = 0;
 };

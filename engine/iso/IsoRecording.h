@@ -40,11 +40,15 @@ struct IsoTrack : Track
     std::int64_t statedDuration = 0;
     std::int64_t statedMovieDuration = 0;
     /**
-     * Samples all have one size and one duration, as those of plain sound: a packet is a chunk of
-     * them. 0 where each sample is a packet.
+     * Units that all have one size and one duration, such as the samples of plain sound: a packet
+     * is a chunk of them. 0 where each sample is a packet.
      */
     std::uint32_t uniformSize = 0;
     std::int64_t uniformDuration = 0;
+    /** Samples of the index that are one such unit: many where sound is coded in blocks. */
+    std::uint32_t uniformSamples = 1;
+    /** Samples of sound, at its rate, in such a unit; 0 when that is not known. */
+    std::uint32_t soundSamples = 0;
     /** A sample of plain sound as the index counts it; differs from uniformSize in old files. */
     std::uint32_t statedSampleSize = 0;
     /** Samples of the track that are key pictures are listed; without a list all are. */

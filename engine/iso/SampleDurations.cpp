@@ -51,18 +51,19 @@ void divideTimes(IsoTrack &track, std::int64_t factor)
     track.lastDuration /= factor;
 }
 
-/** Plain sound needs no witness: one sample lasts as long as the rate says. */
+/** Plain sound needs no witness: its samples last as long as the rate says. */
 bool mendPlainSound(IsoTrack &track)
 {
-    if (track.uniformSize == 0 || track.uniformDuration == 1 ||
+    if (track.uniformSize == 0 || track.soundSamples == 0 ||
+        track.uniformDuration == track.soundSamples ||
         track.timescale != static_cast<std::int64_t>(track.sampleRate))
         return false;
     std::int64_t time = 0;
     for (Packet &packet : track.packets) {
         packet.time = time;
-        time += packet.size / track.uniformSize;
+        time += std::int64_t{packet.size / track.uniformSize} * track.soundSamples;
     }
-    track.uniformDuration = 1;
+    track.uniformDuration = track.soundSamples;
     track.lastDuration = time - track.packets.back().time;
     return true;
 }

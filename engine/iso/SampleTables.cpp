@@ -273,10 +273,11 @@ bool isUniform(const SourceFile &source, const IsoTrack &track)
 void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint64_t most)
 {
     track.uniformDuration =
-        std::min(*onlyDuration(source, track.tables.durations), longestPlainSample);
+        std::min(*onlyDuration(source, track.tables.durations), longestPlainSample) *
+        track.uniformSamples;
     if (track.uniformSize == 0)
         track.uniformSize = track.statedSampleSize;
-    const std::uint64_t samplesAtOnce = largestPlainPacket / track.uniformSize;
+    const std::uint64_t unitsAtOnce = largestPlainPacket / track.uniformSize;
     OffsetReader offsets(source, track.tables.chunkOffsets);
     ChunkReader chunks(source, track.tables.chunks);
     std::uint64_t left = SizeReader(source, track.tables.sizes).count();
@@ -285,19 +286,20 @@ void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint
     for (auto offset = offsets.next(); offset && left > 0; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);
-        std::uint64_t inChunk = std::min<std::uint64_t>(chunk.samples, left);
-        left -= inChunk;
+        const std::uint64_t samples = std::min<std::uint64_t>(chunk.samples, left);
+        left -= samples;
+        std::uint64_t inChunk = samples / track.uniformSamples;
         while (inChunk > 0 && track.packets.size() < most) {
-            const std::uint64_t samples = std::min(inChunk, samplesAtOnce);
+            const std::uint64_t units = std::min(inChunk, unitsAtOnce);
             Packet packet = {.isKey = 1, .time = time};
             packet.setDescription(descriptionOf(track, chunk.description));
             packet.setOffset(place);
-            packet.size = static_cast<std::uint32_t>(samples * track.uniformSize);
+            packet.size = static_cast<std::uint32_t>(units * track.uniformSize);
             track.packets.push_back(packet);
-            track.lastDuration = static_cast<std::int64_t>(samples) * track.uniformDuration;
+            track.lastDuration = static_cast<std::int64_t>(units) * track.uniformDuration;
             time += track.lastDuration;
             place += packet.size;
-            inChunk -= samples;
+            inChunk -= units;
         }
     }
 }

@@ -97,16 +97,52 @@ void readVideoDescription(const SourceFile &source, const Box &entry, IsoTrack &
     }
 }
 
-/** Old sound descriptions count samples of plain sound as of one byte, whatever they are. */
-std::uint32_t plainSampleSize(ByteView fields)
+/** What sound of fixed rate is made of. */
+struct SoundUnit
+{
+    std::uint32_t bytes = 0;
+    /** Of each channel. */
+    std::uint32_t samples = 1;
+};
+
+/** Sound whose units are known, whatever its description says of them. */
+struct CodedSound
+{
+    FourCc type;
+    std::uint32_t bytesPerChannel;
+    std::uint32_t samples;
+};
+
+constexpr CodedSound codedSounds[] = {
+    {fourCc("ulaw"), 1, 1}, {fourCc("alaw"), 1, 1}, {fourCc("ima4"), 34, 64},
+    {fourCc("MAC3"), 2, 6}, {fourCc("MAC6"), 1, 6}, {fourCc("agsm"), 33, 160},
+};
+
+/**
+ * Old sound descriptions count samples as of one byte, whatever they are. Version 1 of the
+ * description says how many samples are together, and their size.
+ */
+SoundUnit soundUnit(FourCc type, ByteView fields)
 {
     constexpr std::uint32_t bitsPerByte = 8;
+    constexpr std::uint32_t longestBlock = 1U << 16U;
+    constexpr std::uint32_t largestSample = 64;
     const std::uint32_t version = be16(&fields[8]);
     const std::uint32_t channels = be16(&fields[16]);
     const std::uint32_t bits = be16(&fields[18]);
-    if (version == 1 && fields.size() >= 44)
-        return be32(&fields[36]);
-    return version == 0 ? channels * bits / bitsPerByte : 0;
+    const auto coded = std::find_if(std::begin(codedSounds), std::end(codedSounds),
+                                    [type](const CodedSound &one) { return one.type == type; });
+    SoundUnit unit;
+    if (version > 1)
+        return unit;
+    if (coded != std::end(codedSounds))
+        unit = {.bytes = coded->bytesPerChannel * channels, .samples = coded->samples};
+    else if (version == 0)
+        unit.bytes = channels * bits / bitsPerByte;
+    else if (fields.size() >= 44)
+        unit = {.bytes = be32(&fields[36]), .samples = std::max(be32(&fields[28]), 1U)};
+    const std::uint32_t largest = unit.samples > 1 ? longestBlock : largestSample;
+    return unit.bytes <= largest && unit.samples <= longestBlock ? unit : SoundUnit{};
 }
 
 /** An elementary stream descriptor says that the stream is AAC of MPEG-4. */
@@ -135,7 +171,7 @@ void readSoundDescription(const SourceFile &source, const Box &entry, IsoTrack &
     if (fields.size() < 28)
         return;
     track.sampleRate = be16(&fields[24]);
-    const std::uint32_t plain = plainSampleSize(fields);
+    const SoundUnit unit = soundUnit(entry.type, fields);
     auto boxes = descriptionBoxes(source, entry, track);
     // QuickTime wraps it.
     if (const auto wave = findBox(boxes, fourCc("wave")))
@@ -146,8 +182,13 @@ void readSoundDescription(const SourceFile &source, const Box &entry, IsoTrack &
     if (!sizes || sizes->type != fourCc("stsz") || sizes->bodySize() < 8)
         return;
     const std::uint32_t stated = numberAt(source, sizes->body() + 4);
-    if (stated == 1 && plain > 0 && plain <= 64)
-        track.uniformSize = plain;
+    if (unit.bytes == 0 || (stated != 1 && stated != unit.bytes))
+        return;
+    track.soundSamples = unit.samples;
+    if (stated == 1) {
+        track.uniformSize = unit.bytes;
+        track.uniformSamples = unit.samples;
+    }
 }
 
 void readDescription(const SourceFile &source, const Box &box, IsoTrack &track)

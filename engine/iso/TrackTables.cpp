@@ -96,12 +96,15 @@ std::uint32_t fitDuration(std::int64_t duration)
 
 std::uint64_t samplesOf(const IsoTrack &track, const Packet &packet)
 {
-    return track.uniformSize > 0 ? packet.size / track.uniformSize : 1;
+    return track.uniformSize > 0
+               ? std::uint64_t{packet.size / track.uniformSize} * track.uniformSamples
+               : 1;
 }
 
 void appendDurations(Bytes &target, const IsoTrack &track)
 {
     RunTable table(target, fourCc("stts"));
+    const std::int64_t ofSample = track.uniformDuration / track.uniformSamples;
     forEachKept(track, [&](const Packet &packet, const Packet *next) {
         const bool isLast = &packet == &track.packets.back();
         // What follows a lost packet begins when it always did.
@@ -113,10 +116,10 @@ void appendDurations(Bytes &target, const IsoTrack &track)
         const std::uint64_t samples = samplesOf(track, packet);
         // Plain sound ends where its last sample does, though the packet may once have been longer.
         if (track.uniformSize > 0 && next == nullptr)
-            duration = static_cast<std::int64_t>(samples) * track.uniformDuration;
+            duration = static_cast<std::int64_t>(samples) * ofSample;
         if (track.uniformSize > 0 && samples > 1) {
-            table.add(samples - 1, fitDuration(track.uniformDuration));
-            duration -= static_cast<std::int64_t>(samples - 1) * track.uniformDuration;
+            table.add(samples - 1, fitDuration(ofSample));
+            duration -= static_cast<std::int64_t>(samples - 1) * ofSample;
         }
         table.add(1, fitDuration(duration));
     });

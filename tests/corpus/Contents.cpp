@@ -59,8 +59,10 @@ void addPacket(Contents::Stream &stream, const AVPacket &packet, const AVStream 
     for (int start = 0; start + piece <= packet.size; start += piece) {
         found.hash = hashOf(packet.data + start, static_cast<std::size_t>(piece));
         found.size = piece;
-        found.isSilence = std::all_of(packet.data + start, packet.data + start + piece,
-                                      [](std::uint8_t byte) { return byte == 0; });
+        // Not every coding of it is silent at zero.
+        found.isSilence = std::all_of(
+            packet.data + start, packet.data + start + piece,
+            [silent = packet.data[start]](std::uint8_t byte) { return byte == silent; });
         stream.packets.push_back(found);
         found.place += piece;
         found.shown += length;

@@ -261,6 +261,48 @@ private Q_SLOTS:
         compareStreams(output, path(name));
     }
 
+    void soundOfFixedUnitsNeedsNoHelpOfOthers_data()
+    {
+        QTest::addColumn<QByteArray>("options");
+        QTest::addColumn<quint32>("samplesOfUnit");
+        const auto add = [](const char *title, const char *options, quint32 samples = 0) {
+            QTest::newRow(title) << QByteArray(options) << samples;
+        };
+        add("G.711, as telephones have it", "-c:a pcm_mulaw -ar 8000 -ac 1");
+        add("G.711, two channels", "-c:a pcm_alaw -ar 8000 -ac 2");
+        add("8 bits", "-c:a pcm_u8");
+        add("blocks of ADPCM", "-c:a adpcm_ima_qt -ar 44100 -ac 2");
+        add("blocks of ADPCM, counted by their samples", "-c:a adpcm_ima_qt -ar 44100 -ac 1", 64);
+        add("larger blocks of ADPCM", "-c:a adpcm_ms");
+    }
+
+    void soundOfFixedUnitsNeedsNoHelpOfOthers()
+    {
+        QFETCH(QByteArray, options);
+        QFETCH(quint32, samplesOfUnit);
+        QByteArray bytes = made("a.mov", "-c:v mpeg4 " + options);
+        if (samplesOfUnit > 0) {
+            const qsizetype sizes = bodyOf(bytes, "stsz", 1);
+            const quint32 units = be32At(bytes, sizes + 8);
+            setBe32(bytes, sizes + 4, 1);
+            setBe32(bytes, sizes + 8, units * samplesOfUnit);
+            const qsizetype durations = bodyOf(bytes, "stts", 1);
+            setBe32(bytes, durations + 8, units * samplesOfUnit);
+            setBe32(bytes, durations + 12, 1);
+            const qsizetype chunks = bodyOf(bytes, "stsc", 1);
+            for (quint32 i = 0; i < be32At(bytes, chunks + 4); ++i) {
+                const qsizetype count = chunks + 8 + 12 * static_cast<qsizetype>(i) + 4;
+                setBe32(bytes, count, be32At(bytes, count) * samplesOfUnit);
+            }
+            writeFile(path("a.mov"), bytes);
+        }
+        // No other reader opens this.
+        setBe32(bytes, bytes.indexOf("mdat") - 4, 0x7fffffffU);
+        const QString output = repaired(bytes, ".mov");
+        QCOMPARE(report.lost(), std::int64_t{0});
+        compareStreams(output, path("a.mov"));
+    }
+
     void packetsOfNoDescriptionAreOfTheFirst()
     {
         const QByteArray original = made("a.mp4", "-c:v libx264 -c:a aac");
