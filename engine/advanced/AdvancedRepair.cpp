@@ -96,6 +96,20 @@ std::uint64_t startOfMedia(const SourceFile &source)
     return 0;
 }
 
+/** Why there is no sound in the output; none where there is another reason, or some sound. */
+std::optional<std::string> remarkOnUntoldSound(const SampleProfile &sample)
+{
+    if (!sample.hasUntoldSound())
+        return std::nullopt;
+    std::string remark =
+        "Sound of this kind cannot be recovered with a sample yet and was left out: ";
+    const auto untold = std::find_if(sample.tracks.begin(), sample.tracks.end(),
+                                     [](const TrackProfile &track) { return track.isUntold; });
+    remark +=
+        sample.recording.tracks[static_cast<std::size_t>(untold - sample.tracks.begin())].codec;
+    return remark + ".";
+}
+
 RepairReport reportOf(const IsoRecording &recording, const WalkedMedia &walked)
 {
     RepairReport report = {.container = recording.isQuickTime ? "mov" : "mp4"};
@@ -200,6 +214,8 @@ RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &str
     summary.unshared = walked.unshared;
     setTimes(sample, std::move(walked), recording);
     RepairReport report = reportOf(recording, summary);
+    if (auto remark = remarkOnUntoldSound(sample))
+        report.remarks.push_back(std::move(*remark));
     return writeAndCheck(damaged, sample, std::move(recording), std::move(report), outputPath);
 }
 

@@ -60,7 +60,7 @@ RunReading RunReader::read(std::uint64_t from, std::uint64_t to, bool isEnded, E
 
 bool RunReader::standsAmongOthers(std::size_t track) const
 {
-    return sample.tracks[track].coding == Coding::Data &&
+    return sample.tracks[track].coding == Coding::Data && !sample.tracks[track].isUntold &&
            std::find(sample.leading.begin(), sample.leading.end(), track) == sample.leading.end();
 }
 
@@ -283,13 +283,22 @@ void RunReader::readData(std::size_t from, std::size_t to)
     if (isPadding(from, to) && sample.hasPadding)
         return;
     for (std::size_t track = 0; track < sample.tracks.size(); ++track) {
-        const TrackProfile &profile = sample.tracks[track];
-        if (standsAmongOthers(track) && !profile.framing.isDistinct() &&
-            profile.framing.mayHaveSize(to - from)) {
-            addData(track, from, to - from);
-            return;
-        }
+        const DataFraming &framing = sample.tracks[track].framing;
+        if (!standsAmongOthers(track) || framing.isDistinct())
+            continue;
+        const std::size_t size = framing.fixed() > 0 ? framing.fixed() : to - from;
+        // Packets of one size may be several; at the end of all, the last may not be whole.
+        const bool isCutOff = !hasEnd && to == bytes.size() && to - from <= 2 * sample.largestRun;
+        if (!framing.mayHaveSize(size) || ((to - from) % size != 0 && !isCutOff))
+            continue;
+        for (; to - from >= size; from += size)
+            addData(track, from, size);
+        break;
     }
+    if (from == to)
+        return;
+    if (sample.hasUntoldSound() && to - from <= 2 * sample.largestRun)
+        return;
     addUnknown(to - from);
 }
 

@@ -157,6 +157,8 @@ private:
                                         std::min<std::size_t>(packet.size, DataFraming::startSize)),
                     packet.size);
             profile.framing.settle();
+            profile.isUntold = track.kind == TrackKind::Audio && profile.framing.fixed() == 0 &&
+                               !profile.framing.isDistinct();
         }
     }
 
@@ -450,6 +452,13 @@ bool SampleProfile::has(Coding coding) const
 {
     return std::any_of(tracks.begin(), tracks.end(),
                        [coding](const TrackProfile &track) { return track.coding == coding; });
+}
+
+bool SampleProfile::hasUntoldSound() const
+{
+    return !aac && plainFrame == 0 &&
+           std::any_of(tracks.begin(), tracks.end(),
+                       [](const TrackProfile &track) { return track.isUntold; });
 }
 
 const AVStream *streamOf(const SampleProfile &sample, std::size_t track)

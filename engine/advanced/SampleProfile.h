@@ -42,6 +42,8 @@ struct Lead
 struct TrackProfile
 {
     Coding coding = Coding::Data;
+    /** Sound of which nothing tells where a packet ends. It is left out. */
+    bool isUntold = false;
     /** How long a packet, or a sample of plain sound, usually lasts, in the track's units. */
     std::int64_t duration = 0;
     /** Not all packets but the last last that long. */
@@ -109,6 +111,8 @@ struct SampleProfile
     bool tellsOrder = false;
 
     bool has(Coding coding) const;
+    /** Sound that can be told stands with none that cannot. */
+    bool hasUntoldSound() const;
 };
 
 /**

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 
@@ -135,8 +136,9 @@ private Q_SLOTS:
         const auto with = [](auto function, auto... arguments) {
             return [=](const QByteArray &bytes) { return function(bytes, arguments...); };
         };
-        for (const char *name : {"end.mp4", "slices.mp4", "longhevc.mp4", "plain.mov", "deep.mov",
-                                 "pictures.mov", "two.mp4", "sounds.mp4"}) {
+        for (const char *name :
+             {"end.mp4", "slices.mp4", "longhevc.mp4", "plain.mov", "deep.mov", "pictures.mov",
+              "two.mp4", "sounds.mp4", "telephone.mov", "blocks.mov", "frames.mp4", "prores.mov"}) {
             const QByteArray title = name;
             addRow(title + ": index lost", name, with(Damage::lostIndex));
             addRow(title + ": cut at 60 %", name, with(Damage::cutAt, 0.6));
@@ -149,6 +151,21 @@ private Q_SLOTS:
         QFETCH(DamageFunction, damage);
         const Outcome outcome = repair(name, damage);
         QVERIFY2(outcome.score.isPerfect(), textOf(outcome.score));
+        QCOMPARE(Footage::decodeErrors(outputPath), QByteArray());
+    }
+
+    /** What nothing tells is left out, and said: pictures are worth having without their sound. */
+    void soundThatNothingTellsIsLeftOut()
+    {
+        const Outcome outcome = repair(QStringLiteral("untold.mp4"), Damage::lostIndex);
+        const Score &score = outcome.score;
+        QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
+        QVERIFY2(score.wrong == 0 && score.misplaced == 0 && score.mistimed == 0, textOf(score));
+        QCOMPARE(outcome.output.streams.size(), std::size_t{1});
+        QCOMPARE(outcome.report.streamsLeftOut, 1);
+        QVERIFY(std::find(outcome.report.remarks.begin(), outcome.report.remarks.end(),
+                          "Sound of this kind cannot be recovered with a sample yet and was left "
+                          "out: Opus.") != outcome.report.remarks.end());
         QCOMPARE(Footage::decodeErrors(outputPath), QByteArray());
     }
 
