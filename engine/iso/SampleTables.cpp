@@ -270,7 +270,8 @@ bool isUniform(const SourceFile &source, const IsoTrack &track)
            onlyDuration(source, track.tables.durations).has_value();
 }
 
-void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint64_t most)
+void visitChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint64_t most,
+                             const PacketVisitor &visit)
 {
     track.uniformDuration =
         std::min(*onlyDuration(source, track.tables.durations), longestPlainSample) *
@@ -283,19 +284,21 @@ void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint
     std::uint64_t left = SizeReader(source, track.tables.sizes).count();
     std::int64_t time = 0;
     std::uint64_t number = 1;
+    std::uint64_t count = 0;
     for (auto offset = offsets.next(); offset && left > 0; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);
         const std::uint64_t samples = std::min<std::uint64_t>(chunk.samples, left);
         left -= samples;
         std::uint64_t inChunk = samples / track.uniformSamples;
-        while (inChunk > 0 && track.packets.size() < most) {
+        while (inChunk > 0 && count < most) {
             const std::uint64_t units = std::min(inChunk, unitsAtOnce);
             Packet packet = {.isKey = 1, .time = time};
             packet.setDescription(descriptionOf(track, chunk.description));
             packet.setOffset(place);
             packet.size = static_cast<std::uint32_t>(units * track.uniformSize);
-            track.packets.push_back(packet);
+            visit(packet);
+            ++count;
             track.lastDuration = static_cast<std::int64_t>(units) * track.uniformDuration;
             time += track.lastDuration;
             place += packet.size;
@@ -304,7 +307,8 @@ void readChunksOfPlainSound(const SourceFile &source, IsoTrack &track, std::uint
     }
 }
 
-void readSamples(const SourceFile &source, IsoTrack &track, std::uint64_t most)
+void visitSamples(const SourceFile &source, IsoTrack &track, std::uint64_t most,
+                  const PacketVisitor &visit)
 {
     OffsetReader offsets(source, track.tables.chunkOffsets);
     ChunkReader chunks(source, track.tables.chunks);
@@ -315,30 +319,26 @@ void readSamples(const SourceFile &source, IsoTrack &track, std::uint64_t most)
     const std::uint64_t stated = sizes.count();
     std::int64_t time = 0;
     std::uint64_t number = 1;
-    // One that grows as it is filled would be there twice at times. A day's packets are no more.
-    constexpr std::uint64_t mostReserved = 1U << 23U;
-    track.packets.reserve(static_cast<std::size_t>(std::min({sizes.listed(), most, mostReserved})));
+    std::uint64_t count = 0;
     for (auto offset = offsets.next(); offset; offset = offsets.next()) {
         const auto chunk = chunks.at(number++);
         std::uint64_t place = std::min(*offset, Packet::furthest);
         for (std::uint32_t i = 0; i < chunk.samples; ++i) {
             const auto size = sizes.next();
-            if (!size || track.packets.size() >= std::min(stated, most))
+            if (!size || count >= std::min(stated, most))
                 break;
             Packet packet = {.time = time, .size = *size};
             packet.setDescription(descriptionOf(track, chunk.description));
             packet.setOffset(place);
-            packet.setKey(keys.isKey(track.packets.size() + 1));
+            packet.setKey(keys.isKey(++count));
             packet.compositionOffset = static_cast<std::int32_t>(composition.next());
-            track.packets.push_back(packet);
+            visit(packet);
             place += *size;
             track.lastDuration = durations.next();
             time += track.lastDuration;
         }
     }
-    track.missing =
-        static_cast<std::int64_t>(std::min<std::uint64_t>(stated, most) -
-                                  std::min<std::uint64_t>(stated, track.packets.size()));
+    track.missing = static_cast<std::int64_t>(std::min(stated, most) - std::min(stated, count));
 }
 
 } // namespace
@@ -369,12 +369,23 @@ std::uint32_t descriptionOf(const IsoTrack &track, std::uint32_t number)
     return number > 0 && number <= track.descriptions ? number : 1;
 }
 
-void readSampleTables(const SourceFile &source, IsoTrack &track, std::uint64_t most)
+void visitSampleTables(const SourceFile &source, IsoTrack &track, std::uint64_t most,
+                       const PacketVisitor &visit)
 {
     track.hasKeyList = track.tables.keySamples.has_value();
     track.statedSampleSize = SizeReader(source, track.tables.sizes).fixed();
     if (isUniform(source, track))
-        readChunksOfPlainSound(source, track, most);
+        visitChunksOfPlainSound(source, track, most, visit);
     else
-        readSamples(source, track, most);
+        visitSamples(source, track, most, visit);
+}
+
+void readSampleTables(const SourceFile &source, IsoTrack &track, std::uint64_t most)
+{
+    // One that grows as it is filled would be there twice at times. A day's packets are no more.
+    constexpr std::uint64_t mostReserved = 1U << 23U;
+    const std::uint64_t listed = SizeReader(source, track.tables.sizes).listed();
+    track.packets.reserve(static_cast<std::size_t>(std::min({listed, most, mostReserved})));
+    visitSampleTables(source, track, most,
+                      [&track](const Packet &packet) { track.packets.push_back(packet); });
 }

@@ -2,6 +2,17 @@
 
 #include "engine/iso/IsoRecording.h"
 
+#include <functional>
+
+using PacketVisitor = std::function<void(const Packet &)>;
+
+/**
+ * Shows the packets of which readSampleTables() would fill a track, one after another, and keeps
+ * none of them: there may be millions. All else that the tables say of the track is filled in.
+ */
+void visitSampleTables(const SourceFile &source, IsoTrack &track, std::uint64_t most,
+                       const PacketVisitor &visit);
+
 /**
  * Fills a track's packets from its tables, as far as they go: places are those that the index
  * states, of bytes that may not be there.

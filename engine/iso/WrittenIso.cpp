@@ -70,22 +70,17 @@ std::uint64_t PlaceHash::value() const
     return all.value();
 }
 
-std::uint64_t tableHashOf(const IsoTrack &track)
+void TableHash::add(const Packet &packet)
 {
-    NumberHash hash;
-    const Packet *first = nullptr;
-    for (const Packet &packet : track.packets) {
-        if (packet.isLost != 0)
-            continue;
-        if (first == nullptr)
-            first = &packet;
-        const bool isKey = packet.isKey != 0 || !track.hasKeyList;
-        hash.add(std::uint64_t{packet.offset} << 8U | packet.description);
-        hash.add(bitsOf(packet.time - first->time) << 1U | (isKey ? 1U : 0U));
-        hash.add(std::uint64_t{packet.size} << 32U |
-                 static_cast<std::uint32_t>(packet.compositionOffset));
-    }
-    return hash.value();
+    if (packet.isLost != 0)
+        return;
+    if (!start)
+        start = packet.time;
+    const bool isKey = packet.isKey != 0 || !listsKeys;
+    hash.add(std::uint64_t{packet.offset} << 8U | packet.description);
+    hash.add(bitsOf(packet.time - *start) << 1U | (isKey ? 1U : 0U));
+    hash.add(std::uint64_t{packet.size} << 32U |
+             static_cast<std::uint32_t>(packet.compositionOffset));
 }
 
 PacketNotes::PacketNotes(const IsoRecording &ofRecording)
@@ -141,7 +136,7 @@ WrittenTrack PacketNotes::noteOf(std::size_t index) const
 {
     const IsoTrack &track = recording.tracks[index];
     WrittenTrack note = {.isUniform = track.uniformSize > 0, .stretches = {}};
-    note.tableHash = tableHashOf(track);
+    TableHash table(track.hasKeyList);
     PlaceHash places(note.isUniform);
     const Packet *first = nullptr;
     auto stretch = stretches[index].begin();
@@ -156,6 +151,7 @@ WrittenTrack PacketNotes::noteOf(std::size_t index) const
             continue;
         if (first == nullptr)
             first = &packet;
+        table.add(packet);
         places.add(packet.offset, packet.size, packet.time - first->time);
         const std::uint64_t number = note.packets++;
         if (stretch == stretches[index].end() || !stretch->holds(i))
@@ -171,6 +167,7 @@ WrittenTrack PacketNotes::noteOf(std::size_t index) const
              .shown = packet.time - first->time + packet.compositionOffset,
              .hash = stretch->hashes[i - stretch->first]});
     }
+    note.tableHash = table.value();
     note.placeHash = places.value();
     return note;
 }

@@ -4,6 +4,7 @@
 #include "engine/recording/ByteHash.h"
 #include "engine/recording/OutputFile.h"
 
+#include <optional>
 #include <vector>
 
 /** One packet that is read back by itself. */
@@ -26,7 +27,7 @@ struct WrittenTrack
     /** Plain sound: readers cut it into packets of their own. */
     bool isUniform = false;
     std::uint64_t packets = 0;
-    /** tableHashOf(); of no account for plain sound. */
+    /** A TableHash; of no account for plain sound. */
     std::uint64_t tableHash = 0;
     /** Of what an index has of them: a PlaceHash. */
     std::uint64_t placeHash = 0;
@@ -69,7 +70,20 @@ private:
  * Of all that tables say of a track's packets. Lost packets do not count, and times count from the
  * first other's.
  */
-std::uint64_t tableHashOf(const IsoTrack &track);
+class TableHash
+{
+public:
+    /** @param hasKeyList without a list all pictures are key pictures */
+    explicit TableHash(bool hasKeyList) : listsKeys(hasKeyList) {}
+
+    void add(const Packet &packet);
+    std::uint64_t value() const { return hash.value(); }
+
+private:
+    bool listsKeys;
+    NumberHash hash;
+    std::optional<std::int64_t> start = {};
+};
 
 /** Notes a recording's packets while they are written. */
 class PacketNotes
