@@ -4,6 +4,7 @@
 #include "engine/recording/PacketContent.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -200,18 +201,42 @@ bool NalRecogniser::learn(ByteView packet)
     return true;
 }
 
+std::uint64_t NalRecogniser::largestPossible() const
+{
+    return largestUnit * largerUnits + moreOfUnit;
+}
+
 std::uint64_t NalRecogniser::unitAt(const std::uint8_t *bytes) const
 {
     const std::uint64_t size = PacketContent::lengthField(bytes, width);
     const std::uint8_t header = bytes[width];
     const bool isKnown = knownHeaders[header] && (!isHevc || knownLayers[bytes[width + 1]]);
-    const bool fits = size >= 2 && size <= largestUnit * largerUnits + moreOfUnit;
+    const bool fits = size >= 2 && size <= largestPossible();
     return isKnown && fits ? size + width : 0;
 }
 
 bool NalRecogniser::mayBegin(const std::uint8_t *bytes) const
 {
     return knownStarts[bytes[width]] && unitAt(bytes) != 0;
+}
+
+std::size_t NalRecogniser::findStart(const std::uint8_t *bytes, std::size_t count) const
+{
+    // No unit is so long that the highest byte of four says anything.
+    const bool beginsWithZero = width == 4 && largestPossible() >> 24U == 0;
+    if (!beginsWithZero)
+        return findStartOf(*this, bytes, count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (bytes[i] != 0) {
+            const void *zero = std::memchr(bytes + i, 0, count - i);
+            if (zero == nullptr)
+                break;
+            i = static_cast<std::size_t>(static_cast<const std::uint8_t *>(zero) - bytes);
+        }
+        if (mayBegin(bytes + i))
+            return i;
+    }
+    return count;
 }
 
 bool NalRecogniser::isPlausible(ByteView unit, std::uint64_t size) const

@@ -16,10 +16,7 @@ public:
 
     bool learn(ByteView packet) override;
     bool mayBegin(const std::uint8_t *bytes) const override;
-    std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const override
-    {
-        return findStartOf(*this, bytes, count);
-    }
+    std::size_t findStart(const std::uint8_t *bytes, std::size_t count) const override;
     std::optional<FoundPicture> pictureAt(MediaWindow &media, std::uint64_t offset) const override;
     bool isBegun(ByteView bytes) const override;
     bool take(ByteView packet) override;
@@ -29,6 +26,8 @@ public:
 private:
     class Reading;
 
+    /** Bytes. Other scenes than the sample's make larger units. */
+    std::uint64_t largestPossible() const;
     /** The length at `bytes`, with its own size, and a unit behind it; 0 when it cannot be one. */
     std::uint64_t unitAt(const std::uint8_t *bytes) const;
     bool isPlausible(ByteView unit, std::uint64_t size) const;

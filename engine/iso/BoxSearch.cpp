@@ -5,7 +5,8 @@
 
 namespace {
 
-constexpr std::size_t searchWindow = 1U << 20U;
+// Small enough to stay in the processor's cache until it has been searched.
+constexpr std::size_t searchWindow = 256U << 10U;
 // What a candidate's test looks at may reach over the end of a window.
 constexpr std::size_t searchOverlap = 16;
 
@@ -139,30 +140,35 @@ std::optional<Box> structureAt(const SourceFile &source, FourCc type, std::uint6
 constexpr std::array searchedTypes = {fourCc("moov"), fourCc("moof"), fourCc("mvhd"),
                                       fourCc("trak"), fourCc("mfhd"), fourCc("traf")};
 
-/** The types' bytes in pairs: of a type that stands somewhere, every third pair is one of them. */
-class TypePairs
+/** 0 when a byte is one of these letters. Without branches, of bytes alone: see mayHoldType(). */
+template <typename... Letters>
+constexpr std::uint8_t otherThan(std::uint8_t byte, Letters... letters)
 {
-public:
-    static constexpr std::size_t step = 3;
+    return std::min({static_cast<std::uint8_t>(byte ^ static_cast<std::uint8_t>(letters))...});
+}
 
-    constexpr TypePairs()
-    {
-        for (const FourCc type : searchedTypes) {
-            for (unsigned shift = 0; shift < step * 8; shift += 8) {
-                const FourCc pair = type >> shift & 0xffffU;
-                known[pair / width] |= std::uint64_t{1} << pair % width;
-            }
-        }
-    }
+/** 0 when the first and the third letter are those of a searched type. */
+constexpr std::uint8_t otherThanType(std::uint8_t first, std::uint8_t third)
+{
+    return std::max(otherThan(first, 'm', 't'), otherThan(third, 'o', 'h', 'a'));
+}
 
-    bool has(FourCc pair) const { return (known[pair / width] >> pair % width & 1U) != 0; }
+static_assert(std::all_of(searchedTypes.begin(), searchedTypes.end(), [](FourCc type) {
+    return otherThanType(static_cast<std::uint8_t>(type >> 24U),
+                         static_cast<std::uint8_t>(type >> 8U & 0xffU)) == 0;
+}));
 
-private:
-    static constexpr unsigned width = 64;
-    std::array<std::uint64_t, 65536 / width> known = {};
-};
+/** Bytes that are ruled out together; a window is a multiple of them. */
+constexpr std::size_t blockSize = 64;
 
-constexpr TypePairs typePairs;
+/** A searched type may begin in a block. Processors look at many of its bytes at once. */
+bool mayHoldType(const std::uint8_t *block)
+{
+    std::uint8_t nearest = 0xff;
+    for (std::size_t i = 0; i < blockSize; ++i)
+        nearest = std::min(nearest, otherThanType(block[i], block[i + 2]));
+    return nearest == 0;
+}
 
 /** The first structure in a range that is told by one of these types. */
 template <std::size_t Size>
@@ -170,17 +176,15 @@ std::optional<Box> search(const SourceFile &source, std::uint64_t from, std::uin
                           const std::array<FourCc, Size> &types)
 {
     constexpr std::size_t typeSize = 4;
-    constexpr std::size_t step = TypePairs::step;
     Bytes window(searchWindow + searchOverlap);
     for (std::uint64_t start = from; start < to; start += searchWindow) {
         const std::size_t size = source.read(start, window.data(), window.size());
         const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(
             {searchWindow, to - start, size - std::min(size, typeSize - 1)}));
-        for (std::size_t first = 0; first < count; first += step) {
-            // Any type that begins here or at the next two places has this pair in it.
-            if (!typePairs.has(be16(&window[first + step - 1])))
+        for (std::size_t block = 0; block < count; block += blockSize) {
+            if (!mayHoldType(&window[block]))
                 continue;
-            for (std::size_t i = first; i < std::min(first + step, count); ++i) {
+            for (std::size_t i = block; i < std::min(block + blockSize, count); ++i) {
                 const FourCc type = be32(&window[i]);
                 // Others would be followed to their end at each of their places.
                 if (!contains(types, type))
@@ -293,7 +297,7 @@ private:
 
     std::optional<Box> indexFromTheEnd(std::uint64_t from) const
     {
-        constexpr std::uint64_t step = 8 * searchWindow;
+        constexpr std::uint64_t step = 8U << 20U;
         const std::uint64_t reach = std::min({indexReach, searchReach, source.size() - from});
         for (std::uint64_t back = step; back < reach + step; back += step) {
             const std::uint64_t start = source.size() - std::min(back, reach);
