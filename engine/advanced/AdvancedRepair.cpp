@@ -2,8 +2,8 @@
 
 #include "engine/EngineError.h"
 #include "engine/Utf8Path.h"
+#include "engine/advanced/EarlyWalk.h"
 #include "engine/advanced/HeaderRepair.h"
-#include "engine/advanced/MediaWalk.h"
 #include "engine/advanced/SampleFit.h"
 #include "engine/advanced/Timeline.h"
 #include "engine/iso/Fragments.h"
@@ -190,6 +190,20 @@ RepairReport repairQuickly(const std::string &damagedPath, const std::string &ou
     return report;
 }
 
+RepairReport repairWalked(const SourceFile &damaged, const SampleProfile &sample,
+                          WalkedMedia walked, const std::string &outputPath)
+{
+    requireFittingMedia(sample, walked);
+    IsoRecording recording = emptyLike(sample);
+    WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
+    summary.unshared = walked.unshared;
+    setTimes(sample, std::move(walked), recording);
+    RepairReport report = reportOf(recording, summary);
+    if (auto remark = remarkOnUntoldSound(sample))
+        report.remarks.push_back(std::move(*remark));
+    return writeAndCheck(damaged, sample, std::move(recording), std::move(report), outputPath);
+}
+
 /** @param told bytes that the file truly tells of itself: what is found must be more */
 RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &structure,
                               SampleProfile &sample, std::uint64_t told,
@@ -208,15 +222,7 @@ RepairReport repairWithSample(const SourceFile &damaged, const IsoStructure &str
                              "The file tells of as much of its media as was found with the "
                              "sample, which was not needed.");
     }
-    requireFittingMedia(sample, walked);
-    IsoRecording recording = emptyLike(sample);
-    WalkedMedia summary = {.packets = {}, .sequences = {}, .gaps = walked.gaps};
-    summary.unshared = walked.unshared;
-    setTimes(sample, std::move(walked), recording);
-    RepairReport report = reportOf(recording, summary);
-    if (auto remark = remarkOnUntoldSound(sample))
-        report.remarks.push_back(std::move(*remark));
-    return writeAndCheck(damaged, sample, std::move(recording), std::move(report), outputPath);
+    return repairWalked(damaged, sample, std::move(walked), outputPath);
 }
 
 } // namespace
@@ -232,8 +238,14 @@ RepairReport advancedRepair(const std::string &damagedPath, const std::string &s
         return std::move(*report);
     if (!mayBeIso(damaged) || mayBeMatroska(damaged) || mayBeAvi(damaged) || mayBeFlv(damaged))
         return repairQuickly(damagedPath, outputPath, sampleNotNeeded);
+    std::optional<EarlyWalk> early(std::in_place, damagedPath, samplePath, startOfMedia(damaged));
     const IsoStructure structure = findStructure(damaged);
     auto told = readIso(damaged, structure);
+    if (!told && structure.fragments.empty()) {
+        auto [sample, walked] = early->take();
+        return repairWalked(damaged, *sample, std::move(walked), outputPath);
+    }
+    early.reset();
     if (told &&
         static_cast<double>(bytesOf(*told)) >= goodPart * static_cast<double>(damaged.size()))
         return repairQuickly(damagedPath, outputPath, sampleNotNeeded);

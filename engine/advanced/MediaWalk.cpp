@@ -20,12 +20,14 @@ constexpr std::uint64_t moreOfRun = 65536;
 class Walk
 {
 public:
-    Walk(SampleProfile &ofSample, const SourceFile &damaged, std::uint64_t to)
+    Walk(SampleProfile &ofSample, const SourceFile &damaged, std::uint64_t to,
+         const std::stop_token &whenToStop)
         : sample(ofSample),
           media(damaged),
-          pictures(ofSample, media),
+          pictures(ofSample, media, whenToStop),
           runs(ofSample, media),
-          spoilt(ofSample, damaged)
+          spoilt(ofSample, damaged),
+          stop(whenToStop)
     {
         media.setEnd(to);
         const IsoTrack &track = sample.recording.tracks[sample.video];
@@ -42,7 +44,7 @@ public:
         RunReading leading;
         std::uint64_t place = runs.readLeading(from, leading);
         addRun(leading, from, place);
-        while (place < media.end() && !isMisfit(result)) {
+        while (place < media.end() && !isMisfit(result) && !stop.stop_requested()) {
             media.keepFrom(place);
             const auto picture = pictures.at(place);
             place = picture ? takePicture(place, *picture) : takeRun(place);
@@ -193,6 +195,7 @@ private:
     PictureFinder pictures;
     RunReader runs;
     SpoiltPictures spoilt;
+    std::stop_token stop;
     PacketContent::Kind kind;
     PictureOrder order;
     WalkedMedia result;
@@ -210,7 +213,7 @@ bool isMisfit(const WalkedMedia &walked)
 }
 
 WalkedMedia walkMedia(SampleProfile &sample, const SourceFile &damaged, std::uint64_t from,
-                      std::uint64_t to)
+                      std::uint64_t to, const std::stop_token &stop)
 {
-    return Walk(sample, damaged, to).run(from);
+    return Walk(sample, damaged, to, stop).run(from);
 }

@@ -3,6 +3,7 @@
 #include "engine/advanced/SampleProfile.h"
 
 #include <cstdint>
+#include <stop_token>
 #include <vector>
 
 /** A run of bytes between pictures in which something is missing. */
@@ -41,9 +42,11 @@ struct WalkedMedia
  * Labels the media of a damaged file, from one place to another, in one pass from its beginning to
  * its end. Where a label is lost, it goes on at the next certain picture. Throws nothing of its
  * own.
+ *
+ * @param stop when it is asked for, the walk ends early: what it returns is then of no use
  */
 WalkedMedia walkMedia(SampleProfile &sample, const SourceFile &damaged, std::uint64_t from,
-                      std::uint64_t to);
+                      std::uint64_t to, const std::stop_token &stop = {});
 
 /** What stands between pictures is not what the sample led to expect. */
 bool isMisfit(const WalkedMedia &walked);

@@ -34,7 +34,7 @@ std::optional<std::uint64_t> PictureFinder::firstIn(std::uint64_t from, std::uin
     if (found && searchedFrom <= from && from <= *found)
         return *found < to ? found : std::nullopt;
     constexpr std::size_t startSize = VideoRecogniser::startSize;
-    for (std::uint64_t place = from; place < to;) {
+    for (std::uint64_t place = from; place < to && !stop.stop_requested();) {
         const ByteView bytes = media.view(place, searchStep + startSize);
         if (bytes.size() < startSize)
             return std::nullopt;

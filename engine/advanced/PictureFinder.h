@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <stop_token>
+#include <utility>
 
 /**
  * Finds the pictures in media that is walked from its beginning to its end. Remembers the places
@@ -14,9 +16,14 @@
 class PictureFinder
 {
 public:
-    /** Both must live as long. */
-    PictureFinder(const SampleProfile &ofSample, MediaWindow &ofMedia)
-        : sample(ofSample), media(ofMedia)
+    /**
+     * Both must live as long.
+     *
+     * @param whenToStop when it is asked for, nothing is found any more
+     */
+    PictureFinder(const SampleProfile &ofSample, MediaWindow &ofMedia,
+                  std::stop_token whenToStop = {})
+        : sample(ofSample), media(ofMedia), stop(std::move(whenToStop))
     {
     }
 
@@ -54,6 +61,7 @@ private:
 
     const SampleProfile &sample;
     MediaWindow &media;
+    std::stop_token stop;
     std::array<Known, 4> known = {};
     std::size_t oldest = 0;
     /** The last search that found something: from where, and where. */
