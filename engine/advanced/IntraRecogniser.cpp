@@ -1,6 +1,9 @@
 #include "engine/advanced/IntraRecogniser.h"
 
+#include "engine/recording/PacketContent.h"
+
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -11,6 +14,10 @@ constexpr std::uint8_t startOfImage = 0xd8;
 constexpr std::uint8_t endOfImage = 0xd9;
 constexpr std::uint8_t startOfScan = 0xda;
 
+// Coded data that was overwritten with zeros goes on somewhere in another picture.
+constexpr PacketContent::Kind coded = {.impossibleZeros = PacketContent::zerosInOldPicture,
+                                       .hasJpegHeader = true};
+
 /** Marks within coded data: an escaped byte, or a restart. */
 bool isWithinData(std::uint8_t code)
 {
@@ -19,11 +26,22 @@ bool isWithinData(std::uint8_t code)
     return code == 0 || (code >= firstRestart && code <= lastRestart);
 }
 
+/** Stands once in a picture, before its coded data: how it is coded, and how large it is. */
+bool isFrameHeader(std::uint8_t code)
+{
+    constexpr std::uint8_t first = 0xc0;
+    constexpr std::uint8_t last = 0xcf;
+    constexpr std::array<std::uint8_t, 3> others = {0xc4, 0xc8, 0xcc};
+    return code >= first && code <= last &&
+           std::find(others.begin(), others.end(), code) == others.end();
+}
+
 /** Where the picture at the beginning of `bytes` ends; 0 when it does not, or is none. */
 std::size_t jpegSize(ByteView bytes)
 {
     std::size_t place = 2;
     bool isInData = false;
+    bool hasFrame = false;
     while (place + 4 <= bytes.size() || isInData) {
         if (isInData) {
             const auto next =
@@ -46,8 +64,10 @@ std::size_t jpegSize(ByteView bytes)
             ++place;
             continue;
         }
-        if (place + 4 > bytes.size() || code < 0xc0)
+        const bool isFrame = isFrameHeader(code);
+        if (place + 4 > bytes.size() || code < 0xc0 || (isFrame && hasFrame))
             return 0;
+        hasFrame = hasFrame || isFrame;
         place += 2 + be16(&bytes[place + 2]);
         if (place > bytes.size())
             return 0;
@@ -82,10 +102,17 @@ std::optional<FoundPicture> JpegRecogniser::pictureAt(MediaWindow &media,
     for (std::size_t size = std::min<std::size_t>(step, most);; size = std::min(size * 4, most)) {
         const ByteView bytes = media.view(offset, size);
         if (const std::size_t found = jpegSize(bytes); found > 0)
-            return FoundPicture{.size = found, .isKey = true};
+            return PacketContent::isOverwritten(bytes.first(found), coded)
+                       ? std::nullopt
+                       : std::optional(FoundPicture{.size = found, .isKey = true});
         if (bytes.size() < size || size == most)
             return std::nullopt;
     }
+}
+
+bool JpegRecogniser::isEnded(ByteView bytes) const
+{
+    return bytes.size() >= 2 && bytes[bytes.size() - 2] == mark && bytes.back() == endOfImage;
 }
 
 bool SizedPictureRecogniser::learn(ByteView packet)

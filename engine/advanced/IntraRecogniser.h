@@ -13,6 +13,8 @@ public:
         return findStartOf(*this, bytes, count);
     }
     std::optional<FoundPicture> pictureAt(MediaWindow &media, std::uint64_t offset) const override;
+    bool isEnded(ByteView bytes) const override;
+    bool hasMarks() const override { return true; }
 
 private:
     std::uint64_t largest = 0;

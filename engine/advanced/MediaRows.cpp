@@ -66,12 +66,13 @@ UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
         // Of what follows the row's last picture, the next picture is lost.
         if (picture == end(sample.video, row))
             break;
+        // Of the first, only the end may be there.
+        units += unitsOf(track, packets[i]);
         const double beside =
             static_cast<double>(picture - firstPicture) * perPicture - static_cast<double>(units);
         range.least = std::max(range.least, beside + profile.lead.least * perSecond);
         range.most = std::min(range.most, beside + profile.lead.most * perSecond);
         range.isKnown = true;
-        units += unitsOf(track, packets[i]);
     }
     // Times in files are rounded to their units.
     const IsoTrack &video = sample.recording.tracks[sample.video];

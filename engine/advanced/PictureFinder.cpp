@@ -76,7 +76,7 @@ bool PictureFinder::isCertain(std::uint64_t place, const FoundPicture &picture)
     if (!picture.isComplete || holdsPictures(place, picture))
         return false;
     const std::uint64_t end = place + picture.size;
-    if (end >= media.end() || at(end))
+    if (sample.pictures->hasMarks() || end >= media.end() || at(end))
         return true;
     // Sound follows, and then the next picture.
     const std::uint64_t reach = end + 2 * sample.largestRun + moreOfRun;

@@ -194,6 +194,8 @@ private:
     void learnSizes()
     {
         double keyBytes = 0;
+        hasOnlyKeys = std::all_of(pictures.begin(), pictures.end(),
+                                  [](const Packet &packet) { return packet.isKey != 0; });
         for (const std::size_t key : walked.sequences)
             keyBytes += pictures[key].size;
         if (!walked.sequences.empty())
@@ -207,7 +209,7 @@ private:
     /** Bytes near a place, on average. */
     struct Sizes
     {
-        /** Of a picture that is no key picture. */
+        /** Of a picture that is no key picture, where there are others. */
         double picture = 0;
         /** Of what stands between two pictures. */
         double between = 0;
@@ -231,7 +233,8 @@ private:
         double groups = 0;
         const std::size_t from = near - std::min(near, window);
         for (std::size_t i = from; i + 1 < std::min(near + window, pictures.size()); ++i) {
-            if (startsRow(i + 1) || pictures[i].isKey != 0 || pictures[i].isLost != 0)
+            if (startsRow(i + 1) || (pictures[i].isKey != 0 && !hasOnlyKeys) ||
+                pictures[i].isLost != 0)
                 continue;
             inPictures += pictures[i].size;
             between += static_cast<double>(pictures[i + 1].offset - pictures[i].end());
@@ -616,6 +619,7 @@ private:
     std::int64_t behind;
     std::int64_t keyDistance = 0;
     double bytesOfKey = 0;
+    bool hasOnlyKeys = false;
     /** Pictures, on average. */
     double perSequence = 0;
     /** The first pictures behind gaps. */

@@ -234,11 +234,29 @@ bool RunReader::isPlain(std::size_t size) const
 std::size_t RunReader::beginningOfPicture(std::size_t from, std::size_t to) const
 {
     constexpr std::size_t startSize = VideoRecogniser::startSize;
-    for (std::size_t place = from; place + startSize <= to; place += sample.plainFrame) {
+    const auto grain = static_cast<std::size_t>(sample.plainGrain);
+    const std::size_t last = std::min<std::size_t>(to - from, 2 * sample.largestRun + startSize);
+    for (std::size_t place = from; place + startSize <= from + last; place += grain) {
         if (sample.pictures->isBegun(ByteView(bytes).subspan(place)))
             return place;
     }
     return to;
+}
+
+/**
+ * Where a picture has ended of which the rest is missing: sound stands between pictures, whatever
+ * is lost further ahead; `to` when there is none.
+ */
+std::size_t RunReader::endOfPicture(std::size_t from, std::size_t to) const
+{
+    const auto least = static_cast<std::size_t>(sample.leastPlain);
+    const auto grain = static_cast<std::size_t>(sample.plainGrain);
+    const std::size_t most = std::min<std::size_t>(to - from, 2 * sample.largestRun);
+    for (std::size_t size = least; size < most; size += grain) {
+        if (sample.pictures->isEnded(ByteView(bytes).subspan(from, to - size - from)))
+            return to - size;
+    }
+    return least < to - from ? to - least : to;
 }
 
 void RunReader::readPlain(std::size_t from, std::size_t to)
@@ -258,22 +276,18 @@ void RunReader::readPlain(std::size_t from, std::size_t to)
         addData(track, to - size, size);
         return;
     }
-    if (!hasEnd) {
-        const std::size_t end = beginningOfPicture(from, to);
-        const std::size_t whole = (end - from) - (end - from) % sample.plainFrame;
+    const std::size_t begun = beginningOfPicture(from, to);
+    if (begun < to || !hasEnd) {
+        const std::size_t whole = (begun - from) - (begun - from) % sample.plainFrame;
         if (whole <= 2 * sample.largestRun) {
             addPlain(from, whole);
             from += whole;
         }
     }
-    // Sound stands before every picture, whatever is lost further ahead.
-    const std::size_t least = hasEnd && to == bytes.size() && !sample.hasPadding
-                                  ? static_cast<std::size_t>(sample.leastPlain)
-                                  : 0;
-    const bool isThere = least > 0 && least < to - from;
-    readData(from, isThere ? to - least : to);
-    if (isThere)
-        addPlain(to - least, least);
+    const std::size_t end =
+        hasEnd && to == bytes.size() && !sample.hasPadding ? endOfPicture(from, to) : to;
+    readData(from, end);
+    addPlain(end, to - end);
 }
 
 void RunReader::readData(std::size_t from, std::size_t to)

@@ -70,6 +70,7 @@ private:
     void salvageAac(std::size_t from, std::size_t to);
     void readPlain(std::size_t from, std::size_t to);
     std::size_t beginningOfPicture(std::size_t from, std::size_t to) const;
+    std::size_t endOfPicture(std::size_t from, std::size_t to) const;
     bool isPlain(std::size_t size) const;
     void readData(std::size_t from, std::size_t to);
     bool isPadding(std::size_t from, std::size_t to) const;

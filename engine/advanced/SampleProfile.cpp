@@ -361,14 +361,16 @@ private:
                 ++next;
             if (next >= video.packets.size())
                 continue;
-            profile.lead.take(secondsOf(track, packet) - secondsOf(video, video.packets[next]));
+            const std::int64_t units = track.uniformSize > 0 ? packet.size / track.uniformSize : 1;
+            profile.lead.take(secondsOf(track, packet.time + units * profile.duration) -
+                              secondsOf(video, video.packets[next].time));
         }
         profile.grain = std::max<std::int64_t>(grain, 1);
     }
 
-    static double secondsOf(const IsoTrack &track, const Packet &packet)
+    static double secondsOf(const IsoTrack &track, std::int64_t time)
     {
-        return static_cast<double>(packet.time) / static_cast<double>(track.timescale);
+        return static_cast<double>(time) / static_cast<double>(track.timescale);
     }
 
     /** How pictures whose rate changes stand beside the sound, which tells their times. */
@@ -390,11 +392,11 @@ private:
             while (next < track.packets.size() && track.packets[next].offset < packet.offset)
                 ++next;
             if (next > 0)
-                sample->pictureAfterSound.take(secondsOf(video, packet) -
-                                               secondsOf(track, track.packets[next - 1]));
+                sample->pictureAfterSound.take(secondsOf(video, packet.time) -
+                                               secondsOf(track, track.packets[next - 1].time));
             if (next < track.packets.size())
-                sample->pictureBeforeSound.take(secondsOf(video, packet) -
-                                                secondsOf(track, track.packets[next]));
+                sample->pictureBeforeSound.take(secondsOf(video, packet.time) -
+                                                secondsOf(track, track.packets[next].time));
         }
         sample->tick = std::max<std::int64_t>(tick, 1);
     }

@@ -53,7 +53,7 @@ struct TrackProfile
     DataFraming framing = {};
     /** So many units (packets, or samples of plain sound) are always written together. */
     std::int64_t grain = 1;
-    /** Of the track before the picture that comes next in the file. */
+    /** Of the end of a packet before the picture that comes next in the file. */
     Lead lead = {};
 };
 

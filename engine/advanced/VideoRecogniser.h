@@ -51,6 +51,12 @@ public:
         return bytes.size() >= startSize && mayBegin(bytes.data());
     }
 
+    /** A picture of which nothing else is known ends with these bytes. */
+    virtual bool isEnded(ByteView /*bytes*/) const { return false; }
+
+    /** Nothing else looks like a picture: what follows need not speak for it. */
+    virtual bool hasMarks() const { return false; }
+
     /** A picture has been taken: parameters in it hold from here on. Returns whether any are new.
      */
     virtual bool take(ByteView /*packet*/) { return false; }
