@@ -42,6 +42,8 @@ struct Row
     double guess = 0;
     double variance = 1;
     double keyGuess = 0;
+    /** No picture need be missing: sound can be as long as what means nothing in the gap. */
+    bool mayBeSound = true;
     UnitRange sound;
     std::int64_t soundUnits = 0;
     bool hasSound = false;
@@ -305,10 +307,15 @@ private:
     {
         const Sizes sizes = sizesNear(row.first);
         double bytes = -sizes.between;
-        for (std::size_t gap = from; gap < to; ++gap)
+        std::uint64_t unknown = 0;
+        for (std::size_t gap = from; gap < to; ++gap) {
             bytes += static_cast<double>(walked.gaps[gap].to - walked.gaps[gap].from);
+            unknown += walked.gaps[gap].unknown;
+        }
+        const bool isBroken = row.first > 0 && pictures[row.first - 1].isLost != 0;
+        row.mayBeSound = isBroken || unknown <= 2 * sample.largestRun;
         // The rest of a picture of which only the beginning is there.
-        if (row.first > 0 && pictures[row.first - 1].isLost != 0) {
+        if (isBroken) {
             const Packet &broken = pictures[row.first - 1];
             bytes -= std::max((broken.isKey != 0 ? bytesOfKey : sizes.picture) - broken.size, 0.0);
         }
@@ -586,6 +593,8 @@ private:
             const double guess = std::max(row.guess - hypothesis.keysLost * row.keyGuess, 0.0);
             const double deviation = static_cast<double>(hypothesis.lost) - guess;
             account.cost += deviation * deviation / row.variance;
+            if (hypothesis.lost == 0 && !row.mayBeSound)
+                account.cost += costOfContradiction;
         }
         addSound(before, row, first, account);
         return account;

@@ -125,18 +125,22 @@ private:
         auto &packets = pictures();
         std::vector<std::int64_t> times;
         times.reserve(packets.size());
-        const std::int64_t duration = sample.tracks[sample.video].duration;
-        std::size_t next = 0;
-        for (const Packet &packet : packets) {
+        SoundBeside beside = {.track = sound};
+        for (std::size_t i = 0; i < packets.size(); ++i) {
+            while (i == rows.end(sample.video, beside.row))
+                ++beside.row;
             // Where pictures are missing, their places stay empty.
             const std::int64_t places =
-                std::max<std::int64_t>(packet.time - static_cast<std::int64_t>(times.size()), 0) +
+                std::max<std::int64_t>(packets[i].time - static_cast<std::int64_t>(times.size()),
+                                       0) +
                 1;
             const std::int64_t last = times.empty() ? -sample.tick : times.back();
-            const std::int64_t at = timeBySound(sound, packet.offset, next, last, places);
-            for (std::int64_t i = 1; i <= places; ++i)
-                times.push_back(last + (at - last) * i / places);
+            const std::int64_t at =
+                timeBySound(ticksBySound(beside, packets[i].offset, 0), last, places);
+            for (std::int64_t place = 1; place <= places; ++place)
+                times.push_back(last + (at - last) / sample.tick * place / places * sample.tick);
         }
+        const double afterLast = timeAfterLast(sound, times.back());
         for (Packet &packet : packets) {
             const std::int64_t number = packet.time;
             packet.time = times[static_cast<std::size_t>(number)];
@@ -145,41 +149,94 @@ private:
             const auto count = static_cast<std::int64_t>(times.size());
             const std::int64_t at =
                 shown < count ? times[static_cast<std::size_t>(std::max<std::int64_t>(shown, 0))]
-                              : times.back() + (shown - count + 1) * duration;
+                              : times.back() + std::llround(static_cast<double>(shown - count + 1) *
+                                                            afterLast) *
+                                                   sample.tick;
             packet.compositionOffset = fitted(at - packet.time);
         }
     }
 
     /**
-     * @param next the sound behind the picture before; goes on to the one behind this
+     * How far apart pictures are shown that wait for none to be decoded any more, in ticks: they
+     * share what sound there is behind the last.
+     *
+     * @param last when the last picture is decoded
+     */
+    double timeAfterLast(std::size_t sound, std::int64_t last) const
+    {
+        const Packet &end = walked.packets[sound].back();
+        const double length = static_cast<double>(end.time + rows.unitsOf(sound, end) *
+                                                                 sample.tracks[sound].duration) /
+                                  static_cast<double>(timescaleOf(sound)) *
+                                  static_cast<double>(timescaleOf(sample.video)) -
+                              static_cast<double>(last);
+        return std::max(length / static_cast<double>(sample.delayedBy + 1),
+                        static_cast<double>(sample.tracks[sample.video].duration)) /
+               static_cast<double>(sample.tick);
+    }
+
+    /** What stands beside pictures that are asked for one after another. */
+    struct SoundBeside
+    {
+        std::size_t track = 0;
+        std::size_t row = 0;
+        /** The sound behind the picture. */
+        std::size_t next = 0;
+    };
+
+    /** When a picture may be decoded. */
+    struct Ticks
+    {
+        double earliest = -1e18;
+        double latest = 1e18;
+
+        bool isPossible() const { return earliest <= latest; }
+    };
+
+    /**
+     * @param beside goes on to the picture, which is in its row
+     * @param later by so much is the sound of this row, in its track's units
+     */
+    Ticks ticksBySound(SoundBeside &beside, std::uint64_t place, std::int64_t later) const
+    {
+        const auto &packets = walked.packets[beside.track];
+        const std::int64_t ofSound = timescaleOf(beside.track);
+        const auto perSecond =
+            static_cast<double>(timescaleOf(sample.video)) / static_cast<double>(sample.tick);
+        while (beside.next < packets.size() && packets[beside.next].offset < place)
+            ++beside.next;
+        const std::size_t first = rows.first(beside.track, beside.row);
+        const auto secondsOf = [&](std::size_t packet) {
+            return static_cast<double>(packets[packet].time + (packet < first ? 0 : later)) /
+                   static_cast<double>(ofSound);
+        };
+        double least = -1e12;
+        double most = 1e12;
+        if (beside.next > 0)
+            least = secondsOf(beside.next - 1) + sample.pictureAfterSound.least;
+        if (beside.next < packets.size())
+            most = secondsOf(beside.next) + sample.pictureBeforeSound.most;
+        // What is between a picture and the sound behind a gap is lost.
+        if (beside.next < rows.end(beside.track, beside.row))
+            least = std::max(least, secondsOf(beside.next) + sample.pictureBeforeSound.least);
+        // Times in files are rounded to their units.
+        constexpr double rounding = 0.01;
+        return {std::ceil(least * perSecond - rounding), std::floor(most * perSecond + rounding)};
+    }
+
+    /**
      * @param last when the picture before is decoded
      * @param places how many places further on this one is; 1 when none is missing
      */
-    std::int64_t timeBySound(std::size_t sound, std::uint64_t place, std::size_t &next,
-                             std::int64_t last, std::int64_t places) const
+    std::int64_t timeBySound(const Ticks &ticks, std::int64_t last, std::int64_t places) const
     {
-        const auto &packets = walked.packets[sound];
-        const auto ofSound = static_cast<double>(sample.recording.tracks[sound].timescale);
-        const auto timescale = static_cast<double>(sample.recording.tracks[sample.video].timescale);
-        while (next < packets.size() && packets[next].offset < place)
-            ++next;
         const std::int64_t soonest = last + sample.tick * places;
-        double least = static_cast<double>(soonest) / timescale;
-        double most = 1e18;
-        if (next > 0)
-            least = std::max(least, static_cast<double>(packets[next - 1].time) / ofSound +
-                                        sample.pictureAfterSound.least);
-        if (next < packets.size())
-            most =
-                static_cast<double>(packets[next].time) / ofSound + sample.pictureBeforeSound.most;
         const auto tick = static_cast<double>(sample.tick);
-        const double earliest = std::ceil(least * timescale / tick - 0.01);
-        const double latest = std::floor(most * timescale / tick + 0.01);
         // The sample's usual distance, as far as the sound allows it.
-        const double usual =
-            static_cast<double>(last + sample.tracks[sample.video].duration * places) / tick;
+        const double usual = std::round(
+            static_cast<double>(last + sample.tracks[sample.video].duration * places) / tick);
         const double chosen =
-            latest < earliest ? earliest : std::clamp(std::round(usual), earliest, latest);
+            ticks.isPossible() ? std::clamp(usual, ticks.earliest, ticks.latest) : ticks.earliest;
         return std::max<std::int64_t>(soonest, std::llround(chosen * tick));
     }
 
@@ -193,6 +250,9 @@ private:
             const std::size_t end = rows.end(track, row);
             if (first == 0 && end > 0) {
                 time = beginningOf(track, row);
+                if (isTimedBySound && row > 0 && track == firstSound())
+                    time =
+                        missingByTicks(track, row, 0, unitsBefore(track, row)) * profile.duration;
             } else if (first > 0 && first < packets.size()) {
                 missing[track][row - 1] = missingBefore(track, row, time);
                 time += missing[track][row - 1] * profile.duration;
@@ -213,11 +273,27 @@ private:
                              : 0;
     }
 
-    /** How many units of a track are missing before a row. */
-    std::int64_t missingBefore(std::size_t track, std::size_t row, std::int64_t time) const
+    /** Of a track's units, as many as last as long as the pictures before a row. */
+    std::int64_t unitsBefore(std::size_t track, std::size_t row) const
     {
-        if (isTimedBySound)
-            return missingByShare(track, row - 1);
+        const std::size_t first = rows.first(sample.video, row);
+        const auto &packets = walked.packets[sample.video];
+        const Share share = shareNear(track, row - 1);
+        if (first == 0 || first == packets.size() || share.pictures == 0)
+            return 0;
+        const std::int64_t grain = sample.tracks[track].grain;
+        const double units = static_cast<double>(share.units) / share.pictures *
+                             static_cast<double>(packets[first].time);
+        return std::llround(units / static_cast<double>(grain)) * grain;
+    }
+
+    /** How many units of a track are missing before a row. */
+    std::int64_t missingBefore(std::size_t track, std::size_t row, std::int64_t time)
+    {
+        if (isTimedBySound) {
+            const std::int64_t guess = missingByShare(track, row - 1);
+            return track == firstSound() ? missingByTicks(track, row, time, guess) : guess;
+        }
         const UnitRange range = besidePictures(track, row);
         const TrackProfile &profile = sample.tracks[track];
         if (!range.isKnown)
@@ -242,7 +318,8 @@ private:
     /** What stands before the first picture is not before the recording. */
     void beginAtZero()
     {
-        double start = 0;
+        // Where sound tells the times, they count from the first that is left of it.
+        double start = isTimedBySound ? std::numeric_limits<double>::max() : 0;
         for (std::size_t i = 0; i < walked.packets.size(); ++i) {
             // The first picture that is shown is near.
             const std::size_t near = std::min<std::size_t>(walked.packets[i].size(), nearFirst);
@@ -275,7 +352,8 @@ private:
 
     /**
      * Where pictures are timed by the sound, and sound is missing: as much of it as there is
-     * elsewhere with so many pictures; or, where no picture is missing, in so many bytes.
+     * elsewhere with so many pictures; or, where none is missing, in so many bytes. The rest of a
+     * broken picture may be among them.
      */
     std::int64_t missingByShare(std::size_t track, std::size_t gap) const
     {
@@ -286,12 +364,57 @@ private:
         if (share.bytes == 0 || share.pictures == 0)
             return 0;
         const double perPicture = static_cast<double>(share.units) / share.pictures;
-        const double missed =
-            lost == 0 ? static_cast<double>(bytes.unknown) * static_cast<double>(share.units) /
-                            static_cast<double>(share.bytes)
-                      : perPicture * static_cast<double>(lost + 1) -
-                            static_cast<double>(unitsBetween(track, bytes.from, bytes.to).units);
+        double missed = perPicture * static_cast<double>(lost + 1) -
+                        static_cast<double>(unitsBetween(track, bytes.from, bytes.to).units);
+        const double inBytes = static_cast<double>(bytes.unknown) *
+                               static_cast<double>(share.units) / static_cast<double>(share.bytes);
+        const std::size_t before = rows.end(sample.video, gap);
+        const bool isBroken = before > 0 && walked.packets[sample.video][before - 1].isLost != 0;
+        if (lost == 0)
+            missed = isBroken ? std::min(missed, inBytes) : inBytes;
         return std::max<std::int64_t>(std::llround(missed / static_cast<double>(grain)), 0) * grain;
+    }
+
+    /**
+     * Pictures are decoded at whole ticks: of the numbers near a guess, the nearest with which
+     * those beside the sound behind the gap are.
+     */
+    std::int64_t missingByTicks(std::size_t track, std::size_t row, std::int64_t time,
+                                std::int64_t guess)
+    {
+        constexpr std::int64_t reach = 16;
+        const TrackProfile &profile = sample.tracks[track];
+        const std::int64_t grain = std::max<std::int64_t>(profile.grain, 1);
+        std::int64_t at = time;
+        for (std::size_t i = rows.first(track, row); i < rows.end(track, row); ++i) {
+            walked.packets[track][i].time = at;
+            at += rows.unitsOf(track, walked.packets[track][i]) * profile.duration;
+        }
+        std::int64_t best = guess;
+        std::size_t fewest = std::numeric_limits<std::size_t>::max();
+        for (std::int64_t i = 0; i <= 2 * reach; ++i) {
+            const std::int64_t missed = guess + (i % 2 == 0 ? i / 2 : -(i + 1) / 2) * grain;
+            const std::size_t misfits =
+                missed < 0 ? fewest : misfitsOf(track, row, missed * profile.duration);
+            if (misfits < fewest)
+                best = missed;
+            fewest = std::min(fewest, misfits);
+        }
+        return best;
+    }
+
+    /** Pictures of a row for which there is no tick, if the sound beside them is so much later. */
+    std::size_t misfitsOf(std::size_t track, std::size_t row, std::int64_t later) const
+    {
+        constexpr std::size_t mostCompared = 200;
+        const auto &packets = walked.packets[sample.video];
+        const std::size_t first = rows.first(sample.video, row);
+        const std::size_t end = std::min(rows.end(sample.video, row), first + mostCompared);
+        SoundBeside beside = {.track = track, .row = row, .next = rows.first(track, row)};
+        std::size_t misfits = 0;
+        for (std::size_t i = first; i < end; ++i)
+            misfits += ticksBySound(beside, packets[i].offset, later).isPossible() ? 0U : 1U;
+        return misfits;
     }
 
     /** Sound, in units and bytes, and the pictures beside it. */
@@ -322,30 +445,39 @@ private:
             [](const Packet &packet, std::uint64_t from) { return packet.offset < from; });
     }
 
-    /** Before a gap and behind it, up to the next ones. */
+    /** Of what stands before a gap and behind it. */
     Share shareNear(std::size_t track, std::size_t gap) const
     {
-        constexpr std::ptrdiff_t reach = 45;
-        const auto &all = walked.packets[sample.video];
-        const std::uint64_t end = walked.gaps[gap].to;
-        const std::uint64_t start = walked.gaps[gap].from;
-        const auto first = firstAt(all, gap == 0 ? 0 : walked.gaps[gap - 1].to);
-        const auto before = firstAt(all, start);
-        const auto behind = firstAt(all, end);
-        const auto last =
-            gap + 1 < walked.gaps.size() ? firstAt(all, walked.gaps[gap + 1].from) : all.end();
+        constexpr std::size_t reach = 45;
+        constexpr std::size_t mostRows = 16;
         Share share;
-        const auto add = [&](auto from, auto to) {
-            if (to - from < 2)
-                return;
-            const Share one = unitsBetween(track, from->offset, std::prev(to)->offset);
-            share.units += one.units;
-            share.bytes += one.bytes;
-            share.pictures += static_cast<double>(to - from - 1);
-        };
-        add(before - std::min(before - first, reach), before);
-        add(behind, behind + std::min(last - behind, reach));
+        std::size_t left = reach;
+        for (std::size_t i = 0; i < mostRows && i <= gap && left > 0; ++i) {
+            const std::size_t end = rows.end(sample.video, gap - i);
+            const std::size_t count = std::min(end - rows.first(sample.video, gap - i), left + 1);
+            left -= addShare(track, end - count, end, share);
+        }
+        left = reach;
+        for (std::size_t i = gap + 1; i < std::min(gap + 1 + mostRows, rows.count()) && left > 0;
+             ++i) {
+            const std::size_t first = rows.first(sample.video, i);
+            const std::size_t count = std::min(rows.end(sample.video, i) - first, left + 1);
+            left -= addShare(track, first, first + count, share);
+        }
         return share;
+    }
+
+    /** Of what stands between these pictures. Returns how many intervals these are. */
+    std::size_t addShare(std::size_t track, std::size_t first, std::size_t end, Share &share) const
+    {
+        if (end - first < 2)
+            return 0;
+        const auto &all = walked.packets[sample.video];
+        const Share one = unitsBetween(track, all[first].offset, all[end - 1].offset);
+        share.units += one.units;
+        share.bytes += one.bytes;
+        share.pictures += static_cast<double>(end - first - 1);
+        return end - first - 1;
     }
 
     /** Puts a track's packets into the recording, with lost ones for what is missing. */
