@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <new>
+#include <numeric>
 
 namespace {
 
@@ -100,27 +101,25 @@ bool AacFrames::fits(std::uint32_t size) const
 
 AacFrames::Chain AacFrames::chainFrom(ByteView bytes)
 {
-    if (auto chain = walkedChain(bytes))
-        return std::move(*chain);
-    return decodedChain(bytes);
+    bool needsDecoder = false;
+    Chain chain = walkedChain(bytes, needsDecoder);
+    return needsDecoder ? decodedChain(bytes) : chain;
 }
 
-std::optional<AacFrames::Chain> AacFrames::walkedChain(ByteView bytes) const
+AacFrames::Chain AacFrames::walkedChain(ByteView bytes, bool &needsDecoder) const
 {
-    if (!tellsLengths)
-        return std::nullopt;
     Chain chain;
-    while (!bytes.empty()) {
+    needsDecoder = !tellsLengths;
+    while (tellsLengths && !bytes.empty()) {
         const AacReading reading =
             lengths.at(bytes.first(std::min<std::size_t>(bytes.size(), largestPossible())));
-        if (reading.kind == AacReading::Kind::Unsure)
-            return std::nullopt;
-        if (reading.kind == AacReading::Kind::None || !mayEnd(bytes.first(reading.size)))
+        needsDecoder = reading.kind == AacReading::Kind::Unsure;
+        if (reading.kind != AacReading::Kind::Frame || !mayEnd(bytes.first(reading.size)))
             return chain;
         chain.sizes.push_back(reading.size);
         bytes = bytes.subspan(reading.size);
     }
-    chain.isExact = true;
+    chain.isExact = tellsLengths;
     return chain;
 }
 
@@ -166,17 +165,21 @@ std::uint32_t AacFrames::sizeOfFrame(ByteView bytes)
 
 AacFrames::Chain AacFrames::longestFrom(ByteView bytes)
 {
-    if (auto walked = walkedChain(bytes))
-        return std::move(*walked);
-    // The decoder does not tell where the last frame ends before one that it cannot decode.
-    Chain chain = decodedChain(bytes);
-    if (chain.isExact)
+    bool needsDecoder = false;
+    Chain chain = walkedChain(bytes, needsDecoder);
+    if (!needsDecoder)
         return chain;
-    std::size_t place = 0;
-    for (const std::uint32_t size : chain.sizes)
-        place += size;
-    if (place < bytes.size() && mayBegin(bytes[place])) {
-        if (const std::uint32_t size = sizeOfFrame(bytes.subspan(place)); size > 0)
+    const auto behind = [bytes](const Chain &before) {
+        return bytes.subspan(
+            std::accumulate(before.sizes.begin(), before.sizes.end(), std::size_t{0}));
+    };
+    const Chain decoded = decodedChain(behind(chain));
+    chain.sizes.insert(chain.sizes.end(), decoded.sizes.begin(), decoded.sizes.end());
+    chain.isExact = decoded.isExact;
+    // The decoder does not tell where the last frame ends before one that it cannot decode.
+    const ByteView rest = behind(chain);
+    if (!chain.isExact && !rest.empty() && mayBegin(rest[0])) {
+        if (const std::uint32_t size = sizeOfFrame(rest); size > 0)
             chain.sizes.push_back(size);
     }
     return chain;

@@ -49,8 +49,8 @@ private:
     void open();
     bool fits(std::uint32_t size) const;
     std::uint32_t largestPossible() const;
-    /** None when only a decoder can tell. */
-    std::optional<Chain> walkedChain(ByteView bytes) const;
+    /** As far as no decoder is needed to tell; sets whether one is needed from there on. */
+    Chain walkedChain(ByteView bytes, bool &needsDecoder) const;
     Chain decodedChain(ByteView bytes);
     bool mayEnd(ByteView bytes) const;
     /** What remained of the bytes before each frame that was decoded. */

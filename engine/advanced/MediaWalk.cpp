@@ -98,8 +98,10 @@ private:
                 break;
             from = end + 1;
         }
-        if (!isExplained(first) && !readToLikely(place, first, *firstEnd))
+        if (!isExplained(first) && !readToLikely(place, first, *firstEnd)) {
             first = runs.read(place, *firstEnd, isEnded, RunReader::Effort::Much);
+            readBesideUntold(place, first, *firstEnd);
+        }
         ++(isExplained(first) ? result.goodRuns : result.badRuns);
         // What follows a picture is where it ought to be when its length leads there.
         auto &before = result.packets[sample.video];
@@ -127,6 +129,26 @@ private:
             next = pictures.likely(*next + 1, to);
         }
         return false;
+    }
+
+    /**
+     * What looks like a picture may be a part of sound that nothing tells. Then there is less
+     * before it of the sound that can be told.
+     */
+    void readBesideUntold(std::uint64_t place, RunReading &found, std::uint64_t &end)
+    {
+        if (!sample.hasUntoldSound())
+            return;
+        const std::uint64_t to = place + sample.largestRun + sample.largestRun / 4;
+        auto next = pictures.next(end + 1);
+        for (int i = 0; i < mostCandidates && next && *next <= to; ++i) {
+            RunReading reading = runs.read(place, *next, true, RunReader::Effort::Much);
+            if (isExplained(reading) && reading.parts.size() > found.parts.size()) {
+                found = std::move(reading);
+                end = *next;
+            }
+            next = pictures.next(*next + 1);
+        }
     }
 
     /** Where the sample's tracks cannot be told apart at all, this run's cannot either. */

@@ -135,6 +135,10 @@ void requireEqualLength(const SampleProfile &sample, const WalkedMedia &walked)
         if ((coding != Coding::Aac && coding != Coding::Plain) || sound == 0 ||
             std::abs(sound - video) <= std::max(tolerated * video, leastSeconds / 2))
             continue;
+        if (sample.hasUntoldSound())
+            throw EngineError(ErrorCode::NotAvailable,
+                              "The recording has sound of kinds that recovery cannot tell apart "
+                              "yet.");
         const IsoTrack &track = sample.recording.tracks[sample.video];
         const double rate = static_cast<double>(track.timescale) /
                             static_cast<double>(sample.tracks[sample.video].duration);

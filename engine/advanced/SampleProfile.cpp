@@ -49,7 +49,7 @@ public:
         chooseVideo();
         for (std::size_t i = 0; i < sample->tracks.size(); ++i)
             learnTrack(i);
-        if (sample->has(Coding::Aac) && sample->has(Coding::Plain))
+        if (sample->has(Coding::Plain) && (sample->has(Coding::Aac) || sample->hasUntoldSound()))
             throw EngineError(ErrorCode::NotAvailable,
                               "Recordings with both plain and compressed sound cannot be "
                               "recovered with a sample yet.");
@@ -458,8 +458,7 @@ bool SampleProfile::has(Coding coding) const
 
 bool SampleProfile::hasUntoldSound() const
 {
-    return !aac && plainFrame == 0 &&
-           std::any_of(tracks.begin(), tracks.end(),
+    return std::any_of(tracks.begin(), tracks.end(),
                        [](const TrackProfile &track) { return track.isUntold; });
 }
 

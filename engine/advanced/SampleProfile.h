@@ -111,7 +111,7 @@ struct SampleProfile
     bool tellsOrder = false;
 
     bool has(Coding coding) const;
-    /** Sound that can be told stands with none that cannot. */
+    /** Some sound is left out. */
     bool hasUntoldSound() const;
 };
 

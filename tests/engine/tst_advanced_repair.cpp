@@ -91,6 +91,30 @@ class AdvancedRepairTest : public TestCase
         return outcome;
     }
 
+    /** The same in a camera's arrangement, of which a part is left, without its index. */
+    Outcome repairArranged(const QString &name, const CameraLayout &layout, double part)
+    {
+        Outcome outcome;
+        outcome.master = folder.filePath(QStringLiteral("camera-") + name);
+        const QString sample = folder.filePath(QStringLiteral("camera-sample-") + name);
+        const QString input = folder.filePath(QStringLiteral("camera-damaged-") + name);
+        outputPath = folder.filePath(QStringLiteral("camera-repaired-") + name);
+        QFile::remove(outputPath);
+        const QByteArray recorded = arrangedAsCamera(
+            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
+            layout);
+        writeFile(outcome.master, recorded);
+        writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
+        outcome.damaged = part < 1 ? Damage::cutAt(recorded, part) : Damage::lostIndex(recorded);
+        writeFile(input, outcome.damaged.bytes());
+        outcome.report =
+            advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
+        outcome.original = readContents(outcome.master);
+        outcome.output = readContents(outputPath);
+        outcome.score = scoreOf(outcome.original, outcome.damaged, outcome.output);
+        return outcome;
+    }
+
     /** The answer to a sample, other than a success. */
     struct Refusal
     {
@@ -202,24 +226,47 @@ private Q_SLOTS:
         QFETCH(int, alignment);
         QFETCH(QByteArray, dataType);
         QFETCH(bool, isDataMarked);
-        const CameraLayout layout = {picturesPerChunk, alignment, dataType, isDataMarked};
-        const QString original = folder.filePath(QStringLiteral("camera-") + name);
-        const QString sample = folder.filePath(QStringLiteral("camera-sample-") + name);
-        const QString input = folder.filePath(QStringLiteral("camera-damaged-") + name);
-        outputPath = folder.filePath(QStringLiteral("camera-repaired-") + name);
-        QFile::remove(outputPath);
-        const QByteArray recorded = arrangedAsCamera(
-            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
-            layout);
-        writeFile(original, recorded);
-        writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
-        const DamagedFile damaged = Damage::cutAt(recorded, 0.6);
-        writeFile(input, damaged.bytes());
-        advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
-        const Score score = scoreOf(readContents(original), damaged, readContents(outputPath));
+        const Score score =
+            repairArranged(name, {picturesPerChunk, alignment, dataType, isDataMarked}, 0.6).score;
         QVERIFY2(score.recoveredOf.at('v') == score.recoverableOf.at('v'), textOf(score));
         QVERIFY2(score.recall() >= 0.995, textOf(score));
         QVERIFY2(score.wrong <= 1 && score.misplaced == 0 && score.mistimed == 0, textOf(score));
+    }
+
+    void soundBesideSoundThatNothingTells()
+    {
+        const Outcome outcome = repairArranged(QStringLiteral("kinds.mp4"), {}, 1);
+        QCOMPARE(outcome.report.streamsLeftOut, 1);
+        QCOMPARE(outcome.output.streams.size(), std::size_t{2});
+        for (const std::size_t stream : {0U, 1U})
+            QCOMPARE(outcome.output.streams[stream].packets.size(),
+                     outcome.original.streams[stream].packets.size());
+        const Score &score = outcome.score;
+        QVERIFY2(score.wrong == 0 && score.misplaced == 0 && score.mistimed == 0, textOf(score));
+    }
+
+    void soundThatCannotBeToldFromOther_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("packets in turns")
+            << QStringLiteral("kinds.mp4")
+            << QStringLiteral("The recording has sound of kinds that recovery cannot tell apart "
+                              "yet.");
+        QTest::newRow("plain sound") << QStringLiteral("unlike.mov")
+                                     << QStringLiteral("Recordings with both plain and compressed "
+                                                       "sound cannot be recovered with a sample "
+                                                       "yet.");
+    }
+
+    void soundThatCannotBeToldFromOther()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, sentence);
+        const Refusal refusal = refusalOf(name, sampleOf(name));
+        QCOMPARE(refusal.code, ErrorCode::NotAvailable);
+        QCOMPARE(refusal.sentence, sentence);
+        QVERIFY(!QFileInfo::exists(outputPath));
     }
 
     /** Sound of two tracks whose chunks follow in no order: of none can it be told whose it is. */
