@@ -140,33 +140,39 @@ std::optional<Box> structureAt(const SourceFile &source, FourCc type, std::uint6
 constexpr std::array searchedTypes = {fourCc("moov"), fourCc("moof"), fourCc("mvhd"),
                                       fourCc("trak"), fourCc("mfhd"), fourCc("traf")};
 
-/** 0 when a byte is one of these letters. Without branches, of bytes alone: see mayHoldType(). */
-template <typename... Letters>
-constexpr std::uint8_t otherThan(std::uint8_t byte, Letters... letters)
-{
-    return std::min({static_cast<std::uint8_t>(byte ^ static_cast<std::uint8_t>(letters))...});
-}
+/** The bits of a type in which those that are searched for agree. */
+constexpr FourCc commonBits = [] {
+    FourCc differing = 0;
+    for (const FourCc type : searchedTypes)
+        differing |= type ^ searchedTypes.front();
+    return ~differing;
+}();
 
-/** 0 when the first and the third letter are those of a searched type. */
-constexpr std::uint8_t otherThanType(std::uint8_t first, std::uint8_t third)
+/** The letters of a type, the first first. */
+constexpr std::array<std::uint8_t, 4> lettersOf(FourCc type)
 {
-    return std::max(otherThan(first, 'm', 't'), otherThan(third, 'o', 'h', 'a'));
+    constexpr FourCc letter = 0xff;
+    return {static_cast<std::uint8_t>(type >> 24U), static_cast<std::uint8_t>(type >> 16U & letter),
+            static_cast<std::uint8_t>(type >> 8U & letter),
+            static_cast<std::uint8_t>(type & letter)};
 }
-
-static_assert(std::all_of(searchedTypes.begin(), searchedTypes.end(), [](FourCc type) {
-    return otherThanType(static_cast<std::uint8_t>(type >> 24U),
-                         static_cast<std::uint8_t>(type >> 8U & 0xffU)) == 0;
-}));
 
 /** Bytes that are ruled out together; a window is a multiple of them. */
 constexpr std::size_t blockSize = 64;
 
-/** A searched type may begin in a block. Processors look at many of its bytes at once. */
+/** A searched type may begin in a block. It has no branches, so that many places are done at once.
+ */
 bool mayHoldType(const std::uint8_t *block)
 {
+    constexpr auto usual = lettersOf(searchedTypes.front());
+    constexpr auto common = lettersOf(commonBits);
     std::uint8_t nearest = 0xff;
-    for (std::size_t i = 0; i < blockSize; ++i)
-        nearest = std::min(nearest, otherThanType(block[i], block[i + 2]));
+    for (std::size_t i = 0; i < blockSize; ++i) {
+        const auto differing = static_cast<std::uint8_t>(
+            ((block[i] ^ usual[0]) & common[0]) | ((block[i + 1] ^ usual[1]) & common[1]) |
+            ((block[i + 2] ^ usual[2]) & common[2]) | ((block[i + 3] ^ usual[3]) & common[3]));
+        nearest = std::min(nearest, differing);
+    }
     return nearest == 0;
 }
 
