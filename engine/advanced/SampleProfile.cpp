@@ -361,11 +361,20 @@ private:
                 ++next;
             if (next >= video.packets.size())
                 continue;
-            const std::int64_t units = track.uniformSize > 0 ? packet.size / track.uniformSize : 1;
-            profile.lead.take(secondsOf(track, packet.time + units * profile.duration) -
+            const auto number = static_cast<std::size_t>(&packet - track.packets.data());
+            profile.lead.take(secondsOf(track, endOf(index, number)) -
                               secondsOf(video, video.packets[next].time));
         }
         profile.grain = std::max<std::int64_t>(grain, 1);
+    }
+
+    /** When a packet ends, in the track's units. */
+    std::int64_t endOf(std::size_t index, std::size_t number) const
+    {
+        const IsoTrack &track = sample->recording.tracks[index];
+        const Packet &packet = track.packets[number];
+        const std::int64_t units = track.uniformSize > 0 ? packet.size / track.uniformSize : 1;
+        return packet.time + units * sample->tracks[index].duration;
     }
 
     static double secondsOf(const IsoTrack &track, std::int64_t time)
@@ -393,7 +402,7 @@ private:
                 ++next;
             if (next > 0)
                 sample->pictureAfterSound.take(secondsOf(video, packet.time) -
-                                               secondsOf(track, track.packets[next - 1].time));
+                                               secondsOf(track, endOf(index, next - 1)));
             if (next < track.packets.size())
                 sample->pictureBeforeSound.take(secondsOf(video, packet.time) -
                                                 secondsOf(track, track.packets[next].time));

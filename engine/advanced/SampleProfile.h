@@ -100,7 +100,8 @@ struct SampleProfile
     std::int64_t aheadBy = 0;
     /** Pictures from one beginning of order counts to the next; 0 when it changes. */
     std::int64_t keyDistance = 0;
-    /** Of a picture before the sound that stands before and behind it, in a variable rate. */
+    /** Of the end of the sound that stands before a picture, and of the beginning of that behind
+     * it, before the picture, in a variable rate. */
     Lead pictureAfterSound = {};
     Lead pictureBeforeSound = {};
     /** Decode times of such pictures are whole numbers of these units. */

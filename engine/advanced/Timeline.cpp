@@ -206,19 +206,23 @@ private:
         while (beside.next < packets.size() && packets[beside.next].offset < place)
             ++beside.next;
         const std::size_t first = rows.first(beside.track, beside.row);
-        const auto secondsOf = [&](std::size_t packet) {
-            return static_cast<double>(packets[packet].time + (packet < first ? 0 : later)) /
+        const auto secondsOf = [&](std::size_t packet, std::int64_t units) {
+            const std::int64_t time =
+                packets[packet].time + units * sample.tracks[beside.track].duration;
+            return static_cast<double>(time + (packet < first ? 0 : later)) /
                    static_cast<double>(ofSound);
         };
         double least = -1e12;
         double most = 1e12;
         if (beside.next > 0)
-            least = secondsOf(beside.next - 1) + sample.pictureAfterSound.least;
+            least =
+                secondsOf(beside.next - 1, rows.unitsOf(beside.track, packets[beside.next - 1])) +
+                sample.pictureAfterSound.least;
         if (beside.next < packets.size())
-            most = secondsOf(beside.next) + sample.pictureBeforeSound.most;
+            most = secondsOf(beside.next, 0) + sample.pictureBeforeSound.most;
         // What is between a picture and the sound behind a gap is lost.
         if (beside.next < rows.end(beside.track, beside.row))
-            least = std::max(least, secondsOf(beside.next) + sample.pictureBeforeSound.least);
+            least = std::max(least, secondsOf(beside.next, 0) + sample.pictureBeforeSound.least);
         // Times in files are rounded to their units.
         constexpr double rounding = 0.01;
         return {std::ceil(least * perSecond - rounding), std::floor(most * perSecond + rounding)};

@@ -692,17 +692,27 @@ private Q_SLOTS:
 
     void pictureIntervalsThatChangeAreKeptBehindDamagedSpots_data()
     {
+        QTest::addColumn<QString>("name");
         QTest::addColumn<int>("count");
         QTest::addColumn<int>("size");
         QTest::addColumn<int>("mostMistimed");
-        QTest::newRow("20 x 512") << 20 << 512 << 2;
-        QTest::newRow("20 x 4 KiB") << 20 << 4096 << 10;
-        QTest::newRow("5 x 64 KiB") << 5 << 65536 << 60;
+        const auto row = [](const char *name, int count, int size, int mostMistimed) {
+            QTest::newRow(QByteArray(name) + ": " + QByteArray::number(count) + " x " +
+                          QByteArray::number(size))
+                << QString::fromLatin1(name) << count << size << mostMistimed;
+        };
+        row("variable.mp4", 20, 512, 2);
+        row("variable.mp4", 20, 4096, 10);
+        row("variable.mp4", 5, 65536, 60);
+        row("variable.mov", 20, 512, 5);
+        row("variable.mov", 20, 4096, 10);
+        row("variable.mov", 5, 65536, 40);
     }
 
     /** Only pictures that would be shown between others that are lost are not where they were. */
     void pictureIntervalsThatChangeAreKeptBehindDamagedSpots()
     {
+        QFETCH(QString, name);
         QFETCH(int, count);
         QFETCH(int, size);
         QFETCH(int, mostMistimed);
@@ -710,13 +720,17 @@ private Q_SLOTS:
         constexpr double longestInterval = 4 / 30.0;
         for (const unsigned seed : {1U, 2U, 3U}) {
             const Outcome outcome = repair(
-                QStringLiteral("variable.mp4"),
+                name,
                 [=](const QByteArray &bytes) {
                     return Damage::lostIndexAndBlocks(bytes, count, size, Damage::Fill::Zeros,
                                                       seed);
                 },
                 longSeconds);
-            QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
+            QCOMPARE(outcome.score.recoveredOf.at('v'), outcome.score.recoverableOf.at('v'));
+            // Nothing tells where a run of plain sound ends behind which a picture's beginning is
+            // hit.
+            QVERIFY2(outcome.score.recall() >= (name.endsWith(QLatin1String(".mov")) ? 0.98 : 0.99),
+                     textOf(outcome.score));
             QVERIFY2(outcome.score.mistimed <= mostMistimed, textOf(outcome.score));
             QVERIFY2(outcome.score.timeError < longestInterval + Score::timeTolerance &&
                          outcome.score.soundError < longestInterval,
