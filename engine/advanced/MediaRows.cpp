@@ -45,7 +45,8 @@ double MediaRows::unitsPerPicture(std::size_t track) const
     return unit > 0 ? picture / unit : 0;
 }
 
-UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
+template <typename UnitsAt>
+UnitRange MediaRows::beside(std::size_t track, std::size_t row, UnitsAt unitsAt) const
 {
     UnitRange range;
     const TrackProfile &profile = sample.tracks[track];
@@ -53,11 +54,9 @@ UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
         return range;
     const auto &packets = walked.packets[track];
     const auto &pictures = walked.packets[sample.video];
-    const double perPicture = unitsPerPicture(track);
     const double perSecond = static_cast<double>(sample.recording.tracks[track].timescale) /
                              static_cast<double>(profile.duration);
-    const std::size_t firstPicture = first(sample.video, row);
-    std::size_t picture = firstPicture;
+    std::size_t picture = first(sample.video, row);
     std::int64_t units = 0;
     const std::size_t from = first(track, row);
     for (std::size_t i = from; i < std::min(from + mostCompared, end(track, row)); ++i) {
@@ -68,10 +67,9 @@ UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
             break;
         // Of the first, only the end may be there.
         units += unitsOf(track, packets[i]);
-        const double beside =
-            static_cast<double>(picture - firstPicture) * perPicture - static_cast<double>(units);
-        range.least = std::max(range.least, beside + profile.lead.least * perSecond);
-        range.most = std::min(range.most, beside + profile.lead.most * perSecond);
+        const double later = unitsAt(picture) - static_cast<double>(units);
+        range.least = std::max(range.least, later + profile.lead.least * perSecond);
+        range.most = std::min(range.most, later + profile.lead.most * perSecond);
         range.isKnown = true;
     }
     // Times in files are rounded to their units.
@@ -81,4 +79,24 @@ UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
     range.least -= rounding;
     range.most += rounding;
     return range;
+}
+
+UnitRange MediaRows::besidePictures(std::size_t track, std::size_t row) const
+{
+    const std::size_t from = first(sample.video, row);
+    const double perPicture = unitsPerPicture(track);
+    return beside(track, row, [from, perPicture](std::size_t picture) {
+        return static_cast<double>(picture - from) * perPicture;
+    });
+}
+
+UnitRange MediaRows::besideTimedPictures(std::size_t track, std::size_t row) const
+{
+    const double seconds = 1 / static_cast<double>(sample.recording.tracks[sample.video].timescale);
+    const double perSecond = static_cast<double>(sample.recording.tracks[track].timescale) /
+                             static_cast<double>(sample.tracks[track].duration);
+    return beside(track, row, [this, seconds, perSecond](std::size_t picture) {
+        return static_cast<double>(walked.packets[sample.video][picture].time) * seconds *
+               perSecond;
+    });
 }

@@ -62,7 +62,15 @@ public:
      */
     UnitRange besidePictures(std::size_t track, std::size_t row) const;
 
+    /** When a row's first packet of a track is there, in its units, by the times of the pictures.
+     */
+    UnitRange besideTimedPictures(std::size_t track, std::size_t row) const;
+
 private:
+    /** @param unitsAt when a picture is decoded, in the track's units */
+    template <typename UnitsAt>
+    UnitRange beside(std::size_t track, std::size_t row, UnitsAt unitsAt) const;
+
     const SampleProfile &sample;
     const WalkedMedia &walked;
 };

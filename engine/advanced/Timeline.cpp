@@ -31,16 +31,17 @@ public:
         for (std::size_t i = 0; i < recording.tracks.size(); ++i)
             missing.emplace_back(walked.gaps.size(), 0);
         const auto sound = firstSound();
-        isTimedBySound = sound && sample.pictureAfterSound.isKnown;
-        orderPictures(isTimedBySound ? std::nullopt : sound);
-        if (isTimedBySound) {
-            timeOthers(*sound);
-            timePicturesBySound(*sound);
+        if (sample.pictureAfterSound.isKnown)
+            clock = sound;
+        orderPictures(clock ? std::nullopt : sound);
+        if (clock) {
+            timeOthers(*clock);
+            timePicturesBySound(*clock);
         } else {
             timePicturesEvenly();
         }
         for (std::size_t i = 0; i < recording.tracks.size(); ++i) {
-            if (i != sample.video && !(isTimedBySound && i == sound))
+            if (i != sample.video && clock != i)
                 timeOthers(i);
         }
         beginAtZero();
@@ -253,10 +254,10 @@ private:
             const std::size_t first = rows.first(track, row);
             const std::size_t end = rows.end(track, row);
             if (first == 0 && end > 0) {
-                time = beginningOf(track, row);
-                if (isTimedBySound && row > 0 && track == firstSound())
-                    time =
-                        missingByTicks(track, row, 0, unitsBefore(track, row)) * profile.duration;
+                time =
+                    clock == track && row > 0
+                        ? missingByTicks(track, row, 0, unitsBefore(track, row)) * profile.duration
+                        : beginningOf(track, row);
             } else if (first > 0 && first < packets.size()) {
                 missing[track][row - 1] = missingBefore(track, row, time);
                 time += missing[track][row - 1] * profile.duration;
@@ -294,14 +295,12 @@ private:
     /** How many units of a track are missing before a row. */
     std::int64_t missingBefore(std::size_t track, std::size_t row, std::int64_t time)
     {
-        if (isTimedBySound) {
-            const std::int64_t guess = missingByShare(track, row - 1);
-            return track == firstSound() ? missingByTicks(track, row, time, guess) : guess;
-        }
+        if (clock == track)
+            return missingByTicks(track, row, time, missingByShare(track, row - 1));
         const UnitRange range = besidePictures(track, row);
         const TrackProfile &profile = sample.tracks[track];
         if (!range.isKnown)
-            return 0;
+            return clock ? missingByShare(track, row - 1) : 0;
         return range.movedBy(-static_cast<double>(time) / static_cast<double>(profile.duration))
             .multiple(profile.grain);
     }
@@ -309,8 +308,8 @@ private:
     /** When a row's first packet is there, in units of its track. */
     UnitRange besidePictures(std::size_t track, std::size_t row) const
     {
-        if (isTimedBySound)
-            return {};
+        if (clock)
+            return clock == track ? UnitRange{} : rows.besideTimedPictures(track, row);
         const std::size_t picture = rows.first(sample.video, row);
         if (picture == rows.end(sample.video, row))
             return {};
@@ -323,7 +322,7 @@ private:
     void beginAtZero()
     {
         // Where sound tells the times, they count from the first that is left of it.
-        double start = isTimedBySound ? std::numeric_limits<double>::max() : 0;
+        double start = clock ? std::numeric_limits<double>::max() : 0;
         for (std::size_t i = 0; i < walked.packets.size(); ++i) {
             // The first picture that is shown is near.
             const std::size_t near = std::min<std::size_t>(walked.packets[i].size(), nearFirst);
@@ -369,7 +368,7 @@ private:
             return 0;
         const double perPicture = static_cast<double>(share.units) / share.pictures;
         double missed = perPicture * static_cast<double>(lost + 1) -
-                        static_cast<double>(unitsBetween(track, bytes.from, bytes.to).units);
+                        static_cast<double>(unitsBetween(track, bytes.from, bytes.to));
         const double inBytes = static_cast<double>(bytes.unknown) *
                                static_cast<double>(share.units) / static_cast<double>(share.bytes);
         const std::size_t before = rows.end(sample.video, gap);
@@ -421,7 +420,7 @@ private:
         return misfits;
     }
 
-    /** Sound, in units and bytes, and the pictures beside it. */
+    /** Units of a track, bytes of all that stands between pictures, and intervals of these. */
     struct Share
     {
         std::int64_t units = 0;
@@ -429,16 +428,14 @@ private:
         double pictures = 0;
     };
 
-    Share unitsBetween(std::size_t track, std::uint64_t from, std::uint64_t to) const
+    std::int64_t unitsBetween(std::size_t track, std::uint64_t from, std::uint64_t to) const
     {
         const auto &packets = walked.packets[track];
-        Share share;
+        std::int64_t units = 0;
         for (auto packet = firstAt(packets, from); packet != packets.end() && packet->offset < to;
-             ++packet) {
-            share.units += rows.unitsOf(track, *packet);
-            share.bytes += packet->size;
-        }
-        return share;
+             ++packet)
+            units += rows.unitsOf(track, *packet);
+        return units;
     }
 
     static std::vector<Packet>::const_iterator firstAt(const std::vector<Packet> &packets,
@@ -477,9 +474,9 @@ private:
         if (end - first < 2)
             return 0;
         const auto &all = walked.packets[sample.video];
-        const Share one = unitsBetween(track, all[first].offset, all[end - 1].offset);
-        share.units += one.units;
-        share.bytes += one.bytes;
+        share.units += unitsBetween(track, all[first].offset, all[end - 1].offset);
+        for (std::size_t i = first; i + 1 < end; ++i)
+            share.bytes += all[i + 1].offset - all[i].end();
         share.pictures += static_cast<double>(end - first - 1);
         return end - first - 1;
     }
@@ -547,8 +544,8 @@ private:
     WalkedMedia &walked;
     MediaRows rows;
     std::vector<Missing> missing;
-    /** Pictures come at changing intervals, which the sound beside them tells. */
-    bool isTimedBySound = false;
+    /** Pictures come at changing intervals, which this track of sound tells. */
+    std::optional<std::size_t> clock;
     std::int64_t videoEnd = 0;
 };
 

@@ -168,6 +168,9 @@ std::vector<Master> isoMasters()
         master(
             "variable.mov", "pictures at changing intervals, plain sound",
             withH264("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr -c:a pcm_s16le")),
+        master("variable-two.mp4", "pictures at changing intervals, two tracks of AAC",
+               withH264("-map 0:v -map 1:a -map 1:a -vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) "
+                        "-vsync vfr -c:a aac -b:a:1 64k")),
         master("sounds.mp4", "four tracks of AAC",
                withH264("-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
                         "-b:a:2 64k -b:a:3 48k")),

@@ -704,6 +704,7 @@ private Q_SLOTS:
         row("variable.mp4", 20, 512, 2);
         row("variable.mp4", 20, 4096, 10);
         row("variable.mp4", 5, 65536, 60);
+        row("variable-two.mp4", 20, 512, 80);
         row("variable.mov", 20, 512, 5);
         row("variable.mov", 20, 4096, 10);
         row("variable.mov", 5, 65536, 40);
