@@ -154,11 +154,11 @@ private:
         if (picture && !Nal::isTrailing(type, rules.isHevc))
             return false;
         const ByteView whole =
-            window
-                .view(position, std::min<std::size_t>(static_cast<std::size_t>(size),
-                                                      longestInformation + rules.width))
-                .subspan(rules.width);
-        return rules.isPlausible(whole, size - rules.width);
+            window.view(position, std::min<std::size_t>(static_cast<std::size_t>(size),
+                                                        longestInformation + rules.width));
+        // A file that is cut off meanwhile has no more of it.
+        return whole.size() > rules.width &&
+               rules.isPlausible(whole.subspan(rules.width), size - rules.width);
     }
 
     const NalRecogniser &rules;
