@@ -10,7 +10,7 @@
 
 namespace {
 
-// Among so many pictures is the one that is shown first.
+// Among so many pictures is the one that is shown first; and no other is further from its place.
 constexpr std::size_t nearFirst = 32;
 // More that is missing at one place is one span.
 constexpr std::int64_t mostMarked = 20000;
@@ -141,18 +141,20 @@ private:
             for (std::int64_t place = 1; place <= places; ++place)
                 times.push_back(last + (at - last) / sample.tick * place / places * sample.tick);
         }
-        const double afterLast = timeAfterLast(sound, times.back());
+        if (times.empty())
+            return;
+        const double afterLast = ticksAfterLast(sound, times.back());
+        const auto count = static_cast<std::int64_t>(times.size());
         for (Packet &packet : packets) {
             const std::int64_t number = packet.time;
             packet.time = times[static_cast<std::size_t>(number)];
             const std::int64_t shown =
                 number + packet.compositionOffset + static_cast<std::int64_t>(sample.delayedBy);
-            const auto count = static_cast<std::int64_t>(times.size());
+            const std::int64_t behind = std::min<std::int64_t>(shown - count + 1, nearFirst);
             const std::int64_t at =
-                shown < count ? times[static_cast<std::size_t>(std::max<std::int64_t>(shown, 0))]
-                              : times.back() + std::llround(static_cast<double>(shown - count + 1) *
-                                                            afterLast) *
-                                                   sample.tick;
+                behind <= 0 ? times[static_cast<std::size_t>(std::max<std::int64_t>(shown, 0))]
+                            : times.back() + std::llround(static_cast<double>(behind) * afterLast) *
+                                                 sample.tick;
             packet.compositionOffset = fitted(at - packet.time);
         }
     }
@@ -163,7 +165,7 @@ private:
      *
      * @param last when the last picture is decoded
      */
-    double timeAfterLast(std::size_t sound, std::int64_t last) const
+    double ticksAfterLast(std::size_t sound, std::int64_t last) const
     {
         const Packet &end = walked.packets[sound].back();
         const double length = static_cast<double>(end.time + rows.unitsOf(sound, end) *
