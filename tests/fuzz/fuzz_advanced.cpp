@@ -61,7 +61,7 @@ SampleProfile &sampleNumber(const std::string &folder, unsigned number)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    constexpr unsigned samples = 4;
+    constexpr unsigned samples = 7;
     static const bool isRegistered = !inputPath().empty() && std::atexit(removeFiles) == 0;
     static const char *folder = std::getenv("VELLUMIX_FUZZ_SAMPLES");
     if (size < 1 || !isRegistered || folder == nullptr)
