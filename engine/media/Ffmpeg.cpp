@@ -2,7 +2,13 @@
 
 #include "engine/log/LogLine.h"
 
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+#include <algorithm>
 #include <array>
+#include <limits>
 #include <new>
 
 namespace {
@@ -35,6 +41,17 @@ Ffmpeg::FramePtr Ffmpeg::makeFrame()
     if (!frame)
         throw std::bad_alloc();
     return frame;
+}
+
+void Ffmpeg::boundMemory(std::uint64_t fileSize)
+{
+    // A plane of 8192 x 8192 samples, which may have two bytes each, and what is around them.
+    constexpr std::uint64_t largePicture = 160ULL << 20U;
+    // An entry of a reader's index takes 24 bytes, and packets are seldom smaller than 16.
+    constexpr std::uint64_t ofByte = 2;
+    constexpr std::uint64_t most = std::numeric_limits<int>::max();
+    av_max_alloc(static_cast<std::size_t>(
+        std::clamp(std::min(fileSize, most) * ofByte, largePicture, most)));
 }
 
 std::string Ffmpeg::errorText(int code)

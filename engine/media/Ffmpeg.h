@@ -58,6 +58,13 @@ std::string errorText(int code);
 /** A local file as the libraries take it: no name is ever read as a protocol or a pattern. */
 std::string fileUrl(const std::string &path);
 
+/**
+ * From here on, no piece of memory that the libraries take is larger than a large picture needs, or
+ * than files of so many bytes may need. Tables of damaged files may claim any length, and are
+ * believed.
+ */
+void boundMemory(std::uint64_t fileSize);
+
 /** Sends the libraries' own messages to the service's log. */
 void routeMessages();
 

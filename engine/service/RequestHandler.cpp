@@ -1,7 +1,9 @@
 #include "engine/service/RequestHandler.h"
 
+#include "engine/Utf8Path.h"
 #include "engine/advanced/AdvancedRepair.h"
 #include "engine/log/LogLine.h"
+#include "engine/media/Ffmpeg.h"
 #include "engine/media/FirstPicture.h"
 #include "engine/media/QuickRepair.h"
 #include "engine/media/VideoInfo.h"
@@ -9,7 +11,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <filesystem>
 #include <new>
+#include <system_error>
 
 namespace {
 
@@ -91,8 +96,17 @@ Json answerAdvancedRepair(const Request &request)
     return {{"message", sentence}, {"report", jsonOf(report, sentence)}};
 }
 
+/** Bytes; 0 for a file that is not there. */
+std::uint64_t sizeOf(const std::string &path)
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(pathFromUtf8(path), error);
+    return error ? 0 : size;
+}
+
 Json answerTo(const Request &request)
 {
+    Ffmpeg::boundMemory(std::max(sizeOf(request.video), sizeOf(request.samplePath)));
     switch (request.method) {
     case Method::QuickRepair:
         return answerQuickRepair(request);

@@ -14,7 +14,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+extern "C" {
+#include <libavutil/mem.h>
+}
+
 #include <functional>
+#include <memory>
 
 namespace {
 
@@ -77,6 +82,23 @@ private:
     }
 
 private Q_SLOTS:
+    /** What a table claims is believed by FFmpeg's readers: 64 million names of eight bytes each.
+     */
+    void aSmallFileTakesNoLargePieceOfMemory()
+    {
+        constexpr std::size_t large = std::size_t{400} << 20U;
+        QByteArray bytes = readFile(masterPath(QStringLiteral("keys.mov")));
+        const qsizetype keys = bytes.indexOf("keys", bytes.indexOf("moov"));
+        QVERIFY(keys > 0);
+        bytes.replace(keys + 8, 4, QByteArray("\x04\0\0\0", 4));
+        const QString path = folder.filePath(QStringLiteral("names.mov"));
+        writeFile(path, bytes);
+        const QJsonObject answer = answerTo(107, path);
+        QCOMPARE(answer.value(QStringLiteral("err_code")).toInt(-1), 0);
+        const std::unique_ptr<void, decltype(&av_free)> piece(av_malloc(large), av_free);
+        QVERIFY(!piece);
+    }
+
     void makerAndModel_data()
     {
         QTest::addColumn<QString>("name");
