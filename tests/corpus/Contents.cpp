@@ -17,18 +17,6 @@ namespace {
 // Samples of plain sound that are looked at together.
 constexpr int samplesPerPiece = 64;
 
-std::uint64_t hashOf(const std::uint8_t *data, std::size_t size)
-{
-    static const std::unique_ptr<AVMurMur3, decltype(&av_free)> state(av_murmur3_alloc(), av_free);
-    std::array<std::uint8_t, 16> hash = {};
-    av_murmur3_init(state.get());
-    av_murmur3_update(state.get(), data, size);
-    av_murmur3_final(state.get(), hash.data());
-    std::uint64_t number = 0;
-    std::memcpy(&number, hash.data(), sizeof number);
-    return number;
-}
-
 double secondsOf(std::int64_t stamp, AVRational base)
 {
     return stamp == AV_NOPTS_VALUE ? std::numeric_limits<double>::quiet_NaN()
@@ -71,6 +59,18 @@ void addPacket(Contents::Stream &stream, const AVPacket &packet, const AVStream 
 }
 
 } // namespace
+
+std::uint64_t hashOf(const std::uint8_t *data, std::size_t size)
+{
+    static const std::unique_ptr<AVMurMur3, decltype(&av_free)> state(av_murmur3_alloc(), av_free);
+    std::array<std::uint8_t, 16> hash = {};
+    av_murmur3_init(state.get());
+    av_murmur3_update(state.get(), data, size);
+    av_murmur3_final(state.get(), hash.data());
+    std::uint64_t number = 0;
+    std::memcpy(&number, hash.data(), sizeof number);
+    return number;
+}
 
 Contents readContents(const QString &path)
 {

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ struct Contents
     /** Sizes of packets are not known from their beginning: pieces of them lie among others. */
     bool isInterleaved = false;
 };
+
+/** Of bytes, the same on every machine. */
+std::uint64_t hashOf(const std::uint8_t *data, std::size_t size);
 
 /**
  * Reads a file to its end. Packets of plain sound are taken apart into pieces of equal size, which

@@ -1,15 +1,14 @@
 #include "tests/corpus/Decoded.h"
 
+#include "tests/corpus/Contents.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
-#include <libavutil/murmur3.h>
 }
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <memory>
 #include <numeric>
 #include <vector>
@@ -18,19 +17,12 @@ namespace {
 
 std::uint64_t lookOf(const AVFrame &frame)
 {
-    static const std::unique_ptr<AVMurMur3, decltype(&av_free)> state(av_murmur3_alloc(), av_free);
     const auto format = static_cast<AVPixelFormat>(frame.format);
     const int size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
     std::vector<std::uint8_t> pixels(static_cast<std::size_t>(std::max(size, 0)));
     av_image_copy_to_buffer(pixels.data(), size, frame.data, frame.linesize, format, frame.width,
                             frame.height, 1);
-    std::array<std::uint8_t, 16> hash = {};
-    av_murmur3_init(state.get());
-    av_murmur3_update(state.get(), pixels.data(), pixels.size());
-    av_murmur3_final(state.get(), hash.data());
-    std::uint64_t number = 0;
-    std::memcpy(&number, hash.data(), sizeof number);
-    return number;
+    return hashOf(pixels.data(), pixels.size());
 }
 
 std::int64_t countOf(const DecodedPictures &pictures)

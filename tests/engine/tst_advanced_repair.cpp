@@ -274,28 +274,16 @@ private Q_SLOTS:
     {
         CameraLayout layout;
         layout.changesOrder = true;
-        const QString name = QStringLiteral("two.mp4");
-        const QString original = folder.filePath(QStringLiteral("mixed-") + name);
-        const QString sample = folder.filePath(QStringLiteral("mixed-sample-") + name);
-        const QString input = folder.filePath(QStringLiteral("mixed-damaged-") + name);
-        outputPath = folder.filePath(QStringLiteral("mixed-repaired-") + name);
-        const QByteArray recorded = arrangedAsCamera(
-            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
-            layout);
-        writeFile(original, recorded);
-        writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
-        const DamagedFile damaged = Damage::lostIndex(recorded);
-        writeFile(input, damaged.bytes());
-        const RepairReport report =
-            advancedRepair(input.toStdString(), sample.toStdString(), outputPath.toStdString());
-        const Score score = scoreOf(readContents(original), damaged, readContents(outputPath));
+        const Outcome outcome = repairArranged(QStringLiteral("two.mp4"), layout, 1);
+        const Score &score = outcome.score;
         QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
         QVERIFY2(!score.recoveredOf.contains('a') && score.wrong == 0, textOf(score));
-        QCOMPARE(report.streamsLeftOut, 2);
-        QVERIFY(sentenceOf(report).find("It cannot be told which track some of the sound belongs "
-                                        "to; it was left out: " +
-                                        std::to_string(score.recoverableOf.at('a')) +
-                                        " packets.") != std::string::npos);
+        QCOMPARE(outcome.report.streamsLeftOut, 2);
+        QVERIFY(sentenceOf(outcome.report)
+                    .find("It cannot be told which track some of the sound belongs "
+                          "to; it was left out: " +
+                          std::to_string(score.recoverableOf.at('a')) + " packets.") !=
+                std::string::npos);
     }
 
     /** What is left of a hit run of sound goes to its own track or to none. */
