@@ -10,7 +10,7 @@ if(VELLUMIX_FFMPEG_ROOT AND IS_DIRECTORY "${objects}")
     set_source_files_properties(${objects} PROPERTIES EXTERNAL_OBJECT TRUE)
     add_executable(ffmpeg ${objects})
     set_target_properties(ffmpeg PROPERTIES
-        LINKER_LANGUAGE CXX AUTOMOC OFF RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_SERVICE_LIB_DIR}")
+        LINKER_LANGUAGE CXX RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_SERVICE_LIB_DIR}")
     foreach(name IN ITEMS avfilter avformat avcodec swresample swscale avutil)
         target_link_libraries(ffmpeg PRIVATE "${VELLUMIX_FFMPEG_ROOT}/lib/lib${name}.a")
     endforeach()

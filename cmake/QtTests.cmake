@@ -1,21 +1,69 @@
 find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
+vellumix_add_precompiled(test Qt6::Widgets Qt6::Test)
 
 set(VELLUMIX_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
 
-# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [EACH] [SERIAL] [UNLISTED])
+# All tests that have the label "threads": what ThreadSanitizer is for.
+add_custom_target(ThreadTests)
+# All sources that are generated and included by others.
+add_custom_target(GeneratedSources)
+
+# A test function, or a row of its data, that takes longer hangs. Those that need more name it. With
+# sanitizers and under Wine all take some three times as long.
+set(VELLUMIX_TEST_SECONDS 60)
+if(VELLUMIX_SANITIZE OR CMAKE_CROSSCOMPILING)
+    set(VELLUMIX_TEST_SECONDS 180)
+endif()
+
+# vellumix_add_moc(TARGET SOURCE)
+#
+# Makes what a source includes at its end as NAME.moc. One call of moc, where CMake's own AUTOMOC
+# costs a process of CMake, a compile and most of two seconds for each test program.
+function(vellumix_add_moc target source)
+    get_filename_component(name "${source}" NAME_WE)
+    set(folder "${CMAKE_CURRENT_BINARY_DIR}/moc")
+    set(includes "$<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>")
+    add_custom_command(
+        OUTPUT "${folder}/${name}.moc"
+        COMMAND Qt6::moc
+            "$<$<PLATFORM_ID:Windows>:-D_WIN32;-D_WIN64>" "-I$<JOIN:${includes},;-I>"
+            -o "${folder}/${name}.moc" "${CMAKE_CURRENT_SOURCE_DIR}/${source}"
+        DEPENDS "${source}"
+        COMMAND_EXPAND_LISTS VERBATIM)
+    target_sources(${target} PRIVATE "${folder}/${name}.moc")
+    add_custom_target(${target}_moc DEPENDS "${folder}/${name}.moc")
+    add_dependencies(${target} ${target}_moc)
+    add_dependencies(GeneratedSources ${target}_moc)
+    target_include_directories(${target} PRIVATE "${folder}")
+endfunction()
+
+# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [SECONDS N] [EACH] [SERIAL]
+#     [UNLISTED])
 #
 # A test program with one entry for ctest; with EACH, one for each test function, which then run
-# side by side. With SERIAL nothing else runs beside it; UNLISTED makes no entry.
+# side by side. With SERIAL nothing else runs beside it; UNLISTED makes no entry. SECONDS is what one
+# of its functions, or a row of data, may take at most on a slow machine with other work, if it is
+# more than VELLUMIX_TEST_SECONDS.
 function(vellumix_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL;UNLISTED" "" "SOURCES;LIBRARIES;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL;UNLISTED" "SECONDS" "SOURCES;LIBRARIES;LABELS")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE vellumix_testing ${arg_LIBRARIES})
+    list(GET arg_SOURCES 0 main_source)
+    vellumix_add_moc(${name} "${main_source}")
+    vellumix_precompile(test ${name})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${VELLUMIX_TEST_DIR}")
     vellumix_find_libraries_beside(${name})
     if(TARGET Qt6::QOffscreenIntegrationPlugin)
         qt_import_plugins(${name} INCLUDE Qt6::QOffscreenIntegrationPlugin)
     endif()
     add_dependencies(${name} ProgramsForTests)
+    if("threads" IN_LIST arg_LABELS)
+        add_dependencies(ThreadTests ${name})
+    endif()
+    if(NOT arg_SECONDS)
+        set(arg_SECONDS ${VELLUMIX_TEST_SECONDS})
+    endif()
+    target_compile_definitions(${name} PRIVATE VELLUMIX_TEST_SECONDS=${arg_SECONDS})
     if(arg_UNLISTED)
         return()
     endif()
@@ -33,6 +81,10 @@ function(vellumix_add_test name)
     endif()
 
     set(list "${CMAKE_CURRENT_BINARY_DIR}/${name}_tests.cmake")
+    # A program that is not built has no tests.
+    if(NOT EXISTS "${list}")
+        file(TOUCH "${list}")
+    endif()
     add_custom_command(TARGET ${name} POST_BUILD
         BYPRODUCTS "${list}"
         COMMAND ${CMAKE_COMMAND}

@@ -133,9 +133,8 @@ private:
                  const std::function<Damages(const QByteArray &)> &make)
     {
         const Master &master = masterNamed(QString::fromLatin1(name));
-        const QString folderOfCorpus = QStringLiteral(VELLUMIX_CORPUS);
-        const QString path = makeMaster(master, folderOfCorpus, masterSeconds);
-        const QString sample = makeMaster(master, folderOfCorpus, sampleSeconds, Scene::Sample);
+        const QString path = makeMaster(master, masterSeconds);
+        const QString sample = makeMaster(master, sampleSeconds, Scene::Sample);
         const Contents original = readContents(path);
         Score sum;
         DecodedScore decoded;
@@ -181,9 +180,8 @@ private:
     void measureCost(const QString &name, int gigabytes)
     {
         const Master &master = masterNamed(name);
-        const QString folderOfCorpus = QStringLiteral(VELLUMIX_CORPUS);
-        const QString path = makeMaster(master, folderOfCorpus, masterSeconds);
-        const QString sample = makeMaster(master, folderOfCorpus, sampleSeconds, Scene::Sample);
+        const QString path = makeMaster(master, masterSeconds);
+        const QString sample = makeMaster(master, sampleSeconds, Scene::Sample);
         const QString input = folder.filePath(QStringLiteral("large.mp4"));
         const QString output = folder.filePath(QStringLiteral("output.mp4"));
         const QByteArray one = readFile(path);

@@ -277,7 +277,7 @@ private:
     void measure(const char *name, const char *damage, Make make)
     {
         const Master &master = masterNamed(QString::fromLatin1(name));
-        const QString path = makeMaster(master, QStringLiteral(VELLUMIX_CORPUS), masterSeconds);
+        const QString path = makeMaster(master, masterSeconds);
         const Contents original = readContents(path);
         Row row = {.master = master.name, .damage = QString::fromLatin1(damage)};
         for (const DamagedFile &damaged : make(readFile(path))) {
@@ -376,8 +376,7 @@ private:
     void measure(const char *name, const char *about, const char *suffix, qint64 mebibytes,
                  const QStringList &options, bool isSpoilt)
     {
-        const QString source = makeMaster(masterNamed(QString::fromLatin1(name)),
-                                          QStringLiteral(VELLUMIX_CORPUS), masterSeconds);
+        const QString source = makeMaster(masterNamed(QString::fromLatin1(name)), masterSeconds);
         const QString input =
             folder.filePath(QStringLiteral("large") + QString::fromLatin1(suffix));
         const auto times =

@@ -30,7 +30,7 @@ public:
     explicit Mutations(unsigned seed) : generator(seed)
     {
         for (const Master &master : masters())
-            files.append(readFile(makeMaster(master, QStringLiteral(VELLUMIX_CORPUS), 1)));
+            files.append(readFile(makeMaster(master, 1)));
     }
 
     /** Returns what went wrong; empty when nothing did. */

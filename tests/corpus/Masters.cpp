@@ -2,10 +2,8 @@
 
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
+#include "tests/support/Recordings.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QLockFile>
 #include <QtEndian>
 
 #include <algorithm>
@@ -288,23 +286,10 @@ const Master &masterNamed(const QString &name)
     return *found;
 }
 
-QString makeMaster(const Master &master, const QString &folder, int seconds, Scene scene)
+void recordMaster(const Master &master, const QString &path, int seconds, Scene scene)
 {
     const bool isSample = scene == Scene::Sample;
-    QString path = QDir(folder).filePath(QStringLiteral("%1s-%2").arg(seconds).arg(
-        (isSample ? QStringLiteral("sample-") : QString()) + master.name));
-    QDir().mkpath(folder);
-    // Several programs at a time may want it.
-    QLockFile lock(path + QStringLiteral(".lock"));
-    lock.setStaleLockTime(0);
-    if (!lock.lock())
-        qFatal("cannot lock %s", qPrintable(path));
-    if (QFileInfo::exists(path))
-        return path;
     const QString length = QString::number(seconds);
-    // Made under another name first: a run that is broken off leaves no half master behind.
-    const QString part =
-        QDir(folder).filePath(QStringLiteral("part-") + QFileInfo(path).fileName());
     QStringList arguments = words("-v error -y -f lavfi -i");
     arguments +=
         (isSample ? QStringLiteral("testsrc=size=640x360:rate=30:duration=%1,format=yuv420p,"
@@ -320,10 +305,18 @@ QString makeMaster(const Master &master, const QString &folder, int seconds, Sce
                                    ":s=48000:d=%1"))
             .arg(length);
     arguments += words("-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -threads 1");
-    Footage::run(QStringLiteral("ffmpeg"), arguments + master.options + QStringList(part));
+    Footage::run(QStringLiteral("ffmpeg"), arguments + master.options + QStringList(path));
     if (master.finish)
-        writeFile(part, master.finish(readFile(part)));
-    if (!QFile::rename(part, path))
-        qFatal("cannot name %s", qPrintable(path));
-    return path;
+        writeFile(path, master.finish(readFile(path)));
+}
+
+QString makeMaster(const Master &master, int seconds, Scene scene)
+{
+    // A folder for each state of this file, which says how they are made.
+    const QString name =
+        QStringLiteral("masters-" VELLUMIX_RECIPES "/%1s-%2%3")
+            .arg(QString::number(seconds),
+                 scene == Scene::Sample ? QStringLiteral("sample-") : QString(), master.name);
+    return Recordings::kept(
+        name, [&](const QString &path) { recordMaster(master, path, seconds, scene); });
 }

@@ -34,10 +34,9 @@ const Master &masterNamed(const QString &name);
  */
 enum class Scene { Recording, Sample };
 
-/**
- * The master's file in a folder, made when it is not there yet. Returns its path.
- *
- * @param seconds length of the recording; part of the file's name
- */
-QString makeMaster(const Master &master, const QString &folder, int seconds,
-                   Scene scene = Scene::Recording);
+/** Records the master to a path, `seconds` long. */
+void recordMaster(const Master &master, const QString &path, int seconds,
+                  Scene scene = Scene::Recording);
+
+/** The path of the master's file, for reading only; recorded when it is not there yet. */
+QString makeMaster(const Master &master, int seconds, Scene scene = Scene::Recording);

@@ -28,7 +28,7 @@ class ScoreTest : public TestCase
 private Q_SLOTS:
     void initTestCase()
     {
-        master = makeMaster(masterNamed(QStringLiteral("end.mp4")), folder.path(), 4);
+        master = makeMaster(masterNamed(QStringLiteral("end.mp4")), 4);
         original = readContents(master);
         undamaged = DamagedFile(readFile(master));
         QCOMPARE(original.streams.size(), std::size_t{2});
@@ -196,8 +196,7 @@ private Q_SLOTS:
 
     void picturesThatAnOutputDoesNotShow()
     {
-        const QString shorter =
-            makeMaster(masterNamed(QStringLiteral("end.mp4")), folder.path(), 2);
+        const QString shorter = makeMaster(masterNamed(QStringLiteral("end.mp4")), 2);
         const DecodedScore score = decodedScoreOf(master, undamaged, shorter);
         QCOMPARE(score.possible, 120);
         QVERIFY2(score.shown >= 50 && score.shown <= 60, qPrintable(QString::number(score.shown)));
@@ -207,13 +206,13 @@ private Q_SLOTS:
     void mastersAreTheSameOnEveryRun()
     {
         const Master &plain = masterNamed(QStringLiteral("plain.mov"));
-        QTemporaryDir other;
-        QCOMPARE(readFile(makeMaster(plain, other.path(), 1)),
-                 readFile(makeMaster(plain, folder.path(), 1)));
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("again.mov"));
+        recordMaster(plain, path, 1);
+        QCOMPARE(readFile(path), readFile(makeMaster(plain, 1)));
     }
 
 private:
-    QTemporaryDir folder;
     QString master;
     Contents original;
     DamagedFile undamaged{QByteArray()};

@@ -58,8 +58,7 @@ class AdvancedRepairTest : public TestCase
 
     static QString sampleOf(const QString &name)
     {
-        return makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), sampleSeconds,
-                          Scene::Sample);
+        return makeMaster(masterNamed(name), sampleSeconds, Scene::Sample);
     }
 
     /** Damages a master, repairs it and compares. Throws what the repair throws. */
@@ -71,8 +70,7 @@ class AdvancedRepairTest : public TestCase
     Outcome repair(const QString &name, const DamageFunction &damage, const QString &sample,
                    int length = seconds)
     {
-        const QString master =
-            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), length);
+        const QString master = makeMaster(masterNamed(name), length);
         const DamagedFile damaged = damage(readFile(master));
         const QString input = folder.filePath(QStringLiteral("damaged-") + name);
         outputPath = folder.filePath(QStringLiteral("repaired-") + name);
@@ -100,9 +98,8 @@ class AdvancedRepairTest : public TestCase
         const QString input = folder.filePath(QStringLiteral("camera-damaged-") + name);
         outputPath = folder.filePath(QStringLiteral("camera-repaired-") + name);
         QFile::remove(outputPath);
-        const QByteArray recorded = arrangedAsCamera(
-            readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds)),
-            layout);
+        const QByteArray recorded =
+            arrangedAsCamera(readFile(makeMaster(masterNamed(name), seconds)), layout);
         writeFile(outcome.master, recorded);
         writeFile(sample, arrangedAsCamera(readFile(sampleOf(name)), layout));
         outcome.damaged = part < 1 ? Damage::cutAt(recorded, part) : Damage::lostIndex(recorded);
@@ -367,10 +364,9 @@ private Q_SLOTS:
                                       QStringLiteral("format_tags=make,model,major_brand:stream="
                                                      "codec_name,codec_tag_string,width,height,"
                                                      "r_frame_rate,time_base")};
-        QCOMPARE(Footage::probe(outputPath, question),
-                 Footage::probe(makeMaster(masterNamed(QStringLiteral("end.mp4")),
-                                           QStringLiteral(VELLUMIX_CORPUS), seconds),
-                                question));
+        QCOMPARE(
+            Footage::probe(outputPath, question),
+            Footage::probe(makeMaster(masterNamed(QStringLiteral("end.mp4")), seconds), question));
         // The index stands before the media.
         const QByteArray bytes = readFile(outputPath);
         QVERIFY(bytes.indexOf("moov") > 0 && bytes.indexOf("moov") < bytes.indexOf("mdat"));

@@ -35,7 +35,7 @@ DamageFunction with(Function function, Arguments... arguments)
 
 QString masterPath(const QString &name)
 {
-    return makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+    return makeMaster(masterNamed(name), seconds);
 }
 
 QJsonObject answerTo(int method, const QString &video, const QString &photo = {})

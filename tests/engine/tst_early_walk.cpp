@@ -26,7 +26,7 @@ class EarlyWalkTest : public TestCase
     static QByteArray recording(const QString &name)
     {
         constexpr int seconds = 8;
-        return readFile(makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds));
+        return readFile(makeMaster(masterNamed(name), seconds));
     }
 
     /** A recording that has lost its index, and some of its bytes. */
@@ -42,9 +42,7 @@ class EarlyWalkTest : public TestCase
     static std::string sampleOf(const QString &name)
     {
         constexpr int seconds = 10;
-        return makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds,
-                          Scene::Sample)
-            .toStdString();
+        return makeMaster(masterNamed(name), seconds, Scene::Sample).toStdString();
     }
 
     std::string noVideo() const

@@ -130,8 +130,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, name);
         const WrittenIso written =
-            write(makeMaster(masterNamed(QString::fromLatin1(name)),
-                             QStringLiteral(VELLUMIX_CORPUS), masterSeconds));
+            write(makeMaster(masterNamed(QString::fromLatin1(name)), masterSeconds));
         QCOMPARE(check(written), ErrorCode::None);
         QVERIFY(written.tracks.size() >= 2);
         for (const WrittenTrack &track : written.tracks)

@@ -1,4 +1,6 @@
 #include "service/RepairClient.h"
+#include "tests/corpus/Contents.h"
+#include "tests/corpus/FootagePackets.h"
 #include "tests/support/FaultFolder.h"
 #include "tests/support/Footage.h"
 #include "tests/support/TestCase.h"
@@ -255,12 +257,8 @@ private Q_SLOTS:
             QCOMPARE(bytes[4], '\x47');
             QCOMPARE(bytes[packetSize + 4], '\x47');
         }
-        const QByteArray outputFormat =
-            Footage::run(QStringLiteral("ffprobe"),
-                         {QStringLiteral("-v"), QStringLiteral("error"),
-                          QStringLiteral("-show_entries"), QStringLiteral("format=format_name"),
-                          QStringLiteral("-of"), QStringLiteral("csv=p=0"), place.output});
-        QVERIFY2(outputFormat.contains(format.toLatin1()), outputFormat.constData());
+        const QString outputFormat = readContents(place.output).format;
+        QVERIFY2(outputFormat.contains(format), qPrintable(outputFormat));
     }
 
     void soundThatMp4CannotHoldIsKept()

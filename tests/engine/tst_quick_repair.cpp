@@ -56,8 +56,7 @@ class QuickRepairTest : public TestCase
     /** Damages a master, repairs it and compares. Throws what the repair throws. */
     Outcome repair(const QString &name, const DamageFunction &damage)
     {
-        const QString master =
-            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString master = makeMaster(masterNamed(name), seconds);
         const DamagedFile damaged = damage(readFile(master));
         const QString input = folder.filePath(QStringLiteral("damaged-") + name);
         outputPath = folder.filePath(QStringLiteral("repaired-") + name);
@@ -433,8 +432,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, name);
         QFETCH(DamageFunction, damage);
-        const QString master =
-            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString master = makeMaster(masterNamed(name), seconds);
         const QString input = folder.filePath(QStringLiteral("pictured-") + name);
         const QString photo = folder.filePath(QStringLiteral("photo.jpg"));
         const QString expected = folder.filePath(QStringLiteral("expected.png"));
@@ -458,8 +456,7 @@ private Q_SLOTS:
 
     void parametersWhateverTheIndex()
     {
-        const QString master = makeMaster(masterNamed(QStringLiteral("end.mp4")),
-                                          QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString master = makeMaster(masterNamed(QStringLiteral("end.mp4")), seconds);
         const QString input = folder.filePath(QStringLiteral("asked.mp4"));
         for (const DamagedFile &damaged :
              {Damage::mediaSize(readFile(master), 0), Damage::zeroedHead(readFile(master), 512),
@@ -513,8 +510,7 @@ private Q_SLOTS:
         };
         for (const char *name : {"end.mp4", "plain.mov", "sounds.mp4"}) {
             repair(QString::fromLatin1(name), brokenSize);
-            const QString master = makeMaster(masterNamed(QString::fromLatin1(name)),
-                                              QStringLiteral(VELLUMIX_CORPUS), seconds);
+            const QString master = makeMaster(masterNamed(QString::fromLatin1(name)), seconds);
             for (const QStringList &question :
                  {show("format=format_name,duration:format_tags"),
                   show("stream=codec_name,codec_tag_string,width,height,r_frame_rate,start_time,"

@@ -81,8 +81,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, recording);
         constexpr int seconds = 10;
-        const QString path = makeMaster(masterNamed(recording), QStringLiteral(VELLUMIX_CORPUS),
-                                        seconds, Scene::Sample);
+        const QString path = makeMaster(masterNamed(recording), seconds, Scene::Sample);
         const auto sample = learnSample(path.toStdString());
         QByteArray media = readFile(path).left(1 << 20);
         media += noise(4096) + QByteArray(4096, '\0') + noise(4096);

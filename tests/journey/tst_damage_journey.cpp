@@ -79,8 +79,7 @@ private Q_SLOTS:
         QFETCH(DamageFunction, damage);
         QFETCH(bool, isRepaired);
         desktop.opened.clear();
-        const QString master =
-            makeMaster(masterNamed(name), QStringLiteral(VELLUMIX_CORPUS), seconds);
+        const QString master = makeMaster(masterNamed(name), seconds);
         const DamagedFile damaged = damage(readFile(master));
         const QTemporaryDir folder;
         const QString path = folder.filePath(QStringLiteral("film-") + name);

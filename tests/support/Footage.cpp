@@ -1,11 +1,13 @@
 #include "tests/support/Footage.h"
 
 #include "tests/support/FaultFolder.h"
+#include "tests/support/Recordings.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 #include <QUuid>
 
@@ -53,21 +55,6 @@ Finished finish(const QString &program, const QStringList &arguments)
             process.readAllStandardError()};
 }
 
-QStringList probeOf(const QString &path, const QString &stream, const QString &entries)
-{
-    return {QStringLiteral("-v"),
-            QStringLiteral("error"),
-            QStringLiteral("-select_streams"),
-            stream,
-            QStringLiteral("-show_entries"),
-            entries,
-            QStringLiteral("-show_data_hash"),
-            QStringLiteral("md5"),
-            QStringLiteral("-of"),
-            QStringLiteral("csv=p=0"),
-            path};
-}
-
 } // namespace
 
 QString Footage::probe(const QString &path, const QStringList &options)
@@ -96,7 +83,24 @@ void Footage::make(const QString &path, const QStringList &options, int seconds)
     // Bit-exact and on one thread: the same file each time.
     arguments += {QStringLiteral("-fflags"), QStringLiteral("+bitexact"),
                   QStringLiteral("-threads"), QStringLiteral("1")};
-    run(QStringLiteral("ffmpeg"), arguments + options + QStringList(path));
+    arguments += options;
+    const auto record = [&](const QString &place) {
+        run(QStringLiteral("ffmpeg"), arguments + QStringList(place));
+    };
+    // What other files go into is another one each time.
+    if (options.join(QLatin1Char(' ')).contains(QLatin1Char('/'))) {
+        record(path);
+        return;
+    }
+    const QByteArray recipe = QCryptographicHash::hash(arguments.join(QLatin1Char('\0')).toUtf8(),
+                                                       QCryptographicHash::Sha1);
+    const QString kept =
+        Recordings::kept(QStringLiteral("footage/%1.%2")
+                             .arg(QString::fromLatin1(recipe.toHex()), QFileInfo(path).suffix()),
+                         record);
+    QFile::remove(path);
+    if (!QFile::copy(kept, path))
+        qFatal("cannot copy %s to %s", qPrintable(kept), qPrintable(path));
 }
 
 QByteArray Footage::decodeErrors(const QString &path)
@@ -109,65 +113,6 @@ QByteArray Footage::decodeErrors(const QString &path)
     return finished.exitCode == 0
                ? finished.errors
                : finished.errors + "exit code " + QByteArray::number(finished.exitCode);
-}
-
-QStringList Footage::packetHashes(const QString &path, const QString &stream)
-{
-    const QString output = QString::fromLatin1(
-        run(QStringLiteral("ffprobe"), probeOf(path, stream, QStringLiteral("packet=data_hash"))));
-    static const QRegularExpression hash(QStringLiteral("MD5:[0-9a-f]{32}"));
-    QStringList hashes;
-    for (auto match = hash.globalMatch(output); match.hasNext();)
-        hashes.append(match.next().captured());
-    return hashes;
-}
-
-QStringList Footage::packetTimes(const QString &path, const QString &stream)
-{
-    const QStringList rows =
-        probe(path, {QStringLiteral("-select_streams"), stream, QStringLiteral("-show_entries"),
-                     QStringLiteral("packet=pts_time,dts_time")})
-            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    QStringList times;
-    double origin = 0;
-    for (const QString &row : rows) {
-        const QStringList fields = row.split(QLatin1Char(','));
-        bool isTime = false;
-        const double pts = fields.value(0).toDouble(&isTime);
-        if (times.isEmpty() && isTime)
-            origin = pts;
-        QStringList shown;
-        for (const QString &field : fields.mid(0, 2)) {
-            const double seconds = field.toDouble(&isTime);
-            shown.append(isTime ? QString::number(qRound64((seconds - origin) * 1000)) : field);
-        }
-        if (!fields.value(0).isEmpty())
-            times.append(shown.join(QLatin1Char(',')));
-    }
-    return times;
-}
-
-QStringList Footage::decodeTimes(const QString &path, const QString &stream)
-{
-    QStringList times = packetTimes(path, stream);
-    for (QString &time : times)
-        time = time.section(QLatin1Char(','), 1);
-    return times;
-}
-
-int Footage::packetsBefore(const QString &path, const QString &stream, qint64 end)
-{
-    const QStringList rows =
-        probe(path, {QStringLiteral("-select_streams"), stream, QStringLiteral("-show_entries"),
-                     QStringLiteral("packet=size,pos")})
-            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    int count = 0;
-    for (const QString &row : rows) {
-        const QStringList fields = row.split(QLatin1Char(','));
-        if (fields.value(0).toLongLong() + fields.value(1).toLongLong() <= end)
-            ++count;
-    }
-    return count;
 }
 
 void Footage::cut(const QString &path, double part)

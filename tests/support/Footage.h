@@ -16,18 +16,6 @@ void make(const QString &path, const QStringList &options, int seconds = 4);
 /** The errors that FFmpeg reports when it decodes everything in the file; empty when none. */
 QByteArray decodeErrors(const QString &path);
 
-/** A hash of each packet's bytes of a stream, in order. */
-QStringList packetHashes(const QString &path, const QString &stream);
-
-/** "pts,dts" of each packet of a stream in milliseconds, counted from the first packet's pts. */
-QStringList packetTimes(const QString &path, const QString &stream);
-
-/** The decode times alone. */
-QStringList decodeTimes(const QString &path, const QString &stream);
-
-/** Number of packets of a stream whose bytes all stand before `end` in the file. */
-int packetsBefore(const QString &path, const QString &stream, qint64 end);
-
 /** What ffprobe says of the file: options as it takes them, output as it gives it. */
 QString probe(const QString &path, const QStringList &options);
 

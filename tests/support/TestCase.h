@@ -41,10 +41,10 @@ namespace Testing {
 
 /**
  * Runs a test class in surroundings of its own: the pipes' names in a folder that nobody else
- * uses, and a limit of time for each test function.
+ * uses, and a limit of time for each test function and each row of its data.
  */
 template <typename Test, typename Application = QCoreApplication>
-int run(int argc, char *argv[])
+int run(int argc, char *argv[], int limitSeconds)
 {
     QTemporaryDir runtimeDir;
     qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toUtf8());
@@ -53,9 +53,8 @@ int run(int argc, char *argv[])
     for (const char *name : {"TMP", "TEMP"})
         qputenv(name, QDir::toNativeSeparators(runtimeDir.path()).toUtf8());
 #endif
-    // Only what hangs: with sanitizers or under Wine, and a machine with other work, many processes
-    // take their time.
-    qputenv("QTEST_FUNCTION_TIMEOUT", "280000");
+    if (!qEnvironmentVariableIsSet("QTEST_FUNCTION_TIMEOUT"))
+        qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray::number(limitSeconds * 1000));
     Application application(argc, argv);
     Test test;
     return QTest::qExec(&test, argc, argv);
@@ -67,7 +66,7 @@ int run(int argc, char *argv[])
  * test's alone. For that the program starts itself anew under a second name.
  */
 template <typename Test>
-int runWindowTest(int argc, char *argv[])
+int runWindowTest(int argc, char *argv[], int limitSeconds)
 {
     const OwnFolder ownFolder(argv);
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
@@ -76,7 +75,7 @@ int runWindowTest(int argc, char *argv[])
     QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
     QTemporaryDir publicFolder;
     qputenv("PUBLIC", publicFolder.path().toUtf8());
-    return run<Test, QApplication>(argc, argv);
+    return run<Test, QApplication>(argc, argv, limitSeconds);
 }
 
 /** The folder in which pipes have their names during a test. */
@@ -90,11 +89,11 @@ inline QString pipeFolder()
 #define VELLUMIX_TEST_MAIN(Test)                                                                   \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
-        return Testing::run<Test>(argc, argv);                                                     \
+        return Testing::run<Test>(argc, argv, VELLUMIX_TEST_SECONDS);                              \
     }
 
 #define VELLUMIX_WINDOW_TEST_MAIN(Test)                                                            \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
-        return Testing::runWindowTest<Test>(argc, argv);                                           \
+        return Testing::runWindowTest<Test>(argc, argv, VELLUMIX_TEST_SECONDS);                    \
     }
