@@ -6,7 +6,7 @@
 
 QString Recordings::kept(const QString &name, const std::function<void(const QString &path)> &make)
 {
-    const QString path = QStringLiteral(VELLUMIX_RECORDINGS "/") + name;
+    QString path = QStringLiteral(VELLUMIX_RECORDINGS "/") + name;
     const QFileInfo file(path);
     if (file.exists())
         return path;
