@@ -21,7 +21,7 @@ QStringList packetTimes(const QString &path, const QString &stream);
 /** The decode times alone. */
 QStringList decodeTimes(const QString &path, const QString &stream);
 
-/** Number of packets of a stream whose bytes all stand before `end` in the file. */
+/** Number of packets of a stream that end at or before the byte offset `end` of the file. */
 int packetsBefore(const QString &path, const QString &stream, qint64 end);
 
 } // namespace Footage
