@@ -1,6 +1,6 @@
 # Writes a ctest file with an entry for each function of a Qt test program.
-# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, LOCK, EMULATOR (what runs the
-# program, if it does not run by itself).
+# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, LOCK, COST, EMULATOR (what
+# runs the program, if it does not run by itself).
 
 set(command "${PROGRAM}")
 if(EMULATOR)
@@ -22,6 +22,7 @@ foreach(function IN LISTS functions)
     string(APPEND content
         "add_test([==[${NAME}.${function}]==] ${quoted} [==[${function}]==])\n"
         "set_tests_properties([==[${NAME}.${function}]==] PROPERTIES "
-        "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==] RESOURCE_LOCK [==[${LOCK}]==])\n")
+        "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==] RESOURCE_LOCK [==[${LOCK}]==] "
+        "COST ${COST})\n")
 endforeach()
 file(WRITE "${LIST}" "${content}")

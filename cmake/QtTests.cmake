@@ -60,7 +60,12 @@ function(vellumix_add_test name)
     if("threads" IN_LIST arg_LABELS)
         add_dependencies(ThreadTests ${name})
     endif()
-    if(NOT arg_SECONDS)
+    # What takes long begins first, so that nothing waits for it at the end.
+    set(cost 0)
+    if(arg_SECONDS)
+        set(cost ${arg_SECONDS})
+    endif()
+    if(NOT arg_SECONDS GREATER VELLUMIX_TEST_SECONDS)
         set(arg_SECONDS ${VELLUMIX_TEST_SECONDS})
     endif()
     target_compile_definitions(${name} PRIVATE VELLUMIX_TEST_SECONDS=${arg_SECONDS})
@@ -76,7 +81,8 @@ function(vellumix_add_test name)
     if(NOT arg_EACH)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES
-            LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}" RESOURCE_LOCK "${lock}")
+            LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}" RESOURCE_LOCK "${lock}"
+            COST ${cost})
         return()
     endif()
 
@@ -90,7 +96,7 @@ function(vellumix_add_test name)
         COMMAND ${CMAKE_COMMAND}
             -D PROGRAM=$<TARGET_FILE:${name}> -D NAME=${name} -D LIST=${list}
             "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
-            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}" "-DLOCK=${lock}"
+            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}" "-DLOCK=${lock}" -DCOST=${cost}
             -P "${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake"
         VERBATIM)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${list}")

@@ -114,7 +114,12 @@ DecodedPictures decodedPictures(const QString &path, const PacketFilter &keeps)
 DecodedScore decodedScoreOf(const QString &original, const DamagedFile &damaged,
                             const QString &output)
 {
-    const DecodedPictures all = decodedPictures(original);
+    // One recording is damaged in many ways.
+    static std::map<QString, DecodedPictures> shownUndamaged;
+    auto known = shownUndamaged.find(original);
+    if (known == shownUndamaged.end())
+        known = shownUndamaged.emplace(original, decodedPictures(original)).first;
+    const DecodedPictures &all = known->second;
     const DecodedPictures possible =
         common(all, decodedPictures(original, [&damaged](std::int64_t place, std::int64_t size) {
                    return damaged.survives(place, size);

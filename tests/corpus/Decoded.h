@@ -32,6 +32,9 @@ using PacketFilter = std::function<bool(std::int64_t, std::int64_t)>;
  */
 DecodedPictures decodedPictures(const QString &path, const PacketFilter &keeps = nullptr);
 
-/** Compares what two videos show, as decodedPictures() tells it. */
+/**
+ * Compares what two videos show, as decodedPictures() tells it. `original` is decoded once in a
+ * program for all comparisons: it may not change.
+ */
 DecodedScore decodedScoreOf(const QString &original, const DamagedFile &damaged,
                             const QString &output);

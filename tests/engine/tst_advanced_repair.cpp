@@ -130,23 +130,54 @@ class AdvancedRepairTest : public TestCase
     }
 
     /** A sample of another device, or with other settings. */
-    QString otherSample(const char *name, const char *picture, const char *sound,
-                        const char *options)
+    static QString otherSample(const char *suffix, const char *picture, const char *sound,
+                               const char *options)
     {
-        QString path = folder.filePath(QString::fromLatin1(name));
         const auto words = [](const char *text) {
             return QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
         };
-        Footage::run(QStringLiteral("ffmpeg"), words("-v error -y -f lavfi -i") + words(picture) +
-                                                   words("-f lavfi -i") + words(sound) +
-                                                   words("-t 4 -pix_fmt yuv420p") + words(options) +
-                                                   QStringList(path));
-        return path;
+        return Footage::kept(words("-v error -y -f lavfi -i") + words(picture) +
+                                 words("-f lavfi -i") + words(sound) +
+                                 words("-t 4 -pix_fmt yuv420p") + words(options),
+                             QString::fromLatin1(suffix));
     }
 
     static void addRow(const char *title, const char *master, const DamageFunction &damage)
     {
         QTest::newRow(title) << QString::fromLatin1(master) << damage;
+    }
+
+    /** Rows of three damages with zeros and one with noise for each of some recordings. */
+    static void addSpots(int count, int size, unsigned noiseSeed)
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DamageFunction>("damage");
+        using Damage::Fill;
+        const std::pair<Fill, unsigned> kinds[] = {
+            {Fill::Zeros, 1}, {Fill::Zeros, 2}, {Fill::Zeros, 3}, {Fill::Noise, noiseSeed}};
+        for (const char *name :
+             {"end.mp4", "slices.mp4", "longhevc.mp4", "variable.mp4", "pictures.mov"}) {
+            for (const auto &[fill, seed] : kinds) {
+                const QByteArray title = QByteArray(name) +
+                                         (fill == Fill::Zeros ? ": zeroed, " : ": noise, ") +
+                                         QByteArray::number(seed);
+                addRow(title.constData(), name, [=](const QByteArray &bytes) {
+                    return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
+                });
+            }
+        }
+    }
+
+    void verifyAllIsShown()
+    {
+        QFETCH(QString, name);
+        QFETCH(DamageFunction, damage);
+        const Outcome outcome = repair(name, damage);
+        const Score &score = outcome.score;
+        QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
+        const DecodedScore decoded = decodedScoreOf(outcome.master, outcome.damaged, outputPath);
+        QVERIFY(decoded.possible > 0 && decoded.possible < decoded.all);
+        QCOMPARE(decoded.shown, decoded.possible);
     }
 
 private Q_SLOTS:
@@ -442,7 +473,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, options);
         QFETCH(QString, differs);
         const bool isMov = options.contains("pcm") || options.contains("mov");
-        const QString sample = otherSample(isMov ? "other.mov" : "other.mp4", picture.constData(),
+        const QString sample = otherSample(isMov ? "mov" : "mp4", picture.constData(),
                                            sound.constData(), options.constData());
         const Refusal refusal = refusalOf(master, sample);
         QCOMPARE(refusal.code, ErrorCode::SampleDoesNotFit);
@@ -503,47 +534,20 @@ private Q_SLOTS:
         QVERIFY2(outcome.score.recall() >= 0.99, textOf(outcome.score));
         QCOMPARE(outcome.score.misplaced, 0);
         QVERIFY2(outcome.score.soundError < 1 / 30.0, textOf(outcome.score));
+        // The edit list ends behind the last picture.
+        const PictureCount count = countPictures(outputPath);
+        QVERIFY(count.all >= outcome.score.recoveredOf.at('v'));
+        QCOMPARE(count.hidden, 0);
     }
 
     /** Many spots in a short recording: most key pictures may be hit, or what is beside them. */
-    void allThatCanBeDecodedIsShown_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<DamageFunction>("damage");
-        using Damage::Fill;
-        const auto add = [](const char *name, int count, int size, Fill fill, unsigned seed) {
-            const QByteArray title = QByteArray(name) + ": " + QByteArray::number(count) + " x " +
-                                     QByteArray::number(size) +
-                                     (fill == Fill::Zeros ? " zeroed, " : " noise, ") +
-                                     QByteArray::number(seed);
-            addRow(title.constData(), name, [=](const QByteArray &bytes) {
-                return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
-            });
-        };
-        constexpr int smallBlock = 512;
-        constexpr int largeBlock = 65536;
-        for (const char *name :
-             {"end.mp4", "slices.mp4", "longhevc.mp4", "variable.mp4", "pictures.mov"}) {
-            for (const unsigned seed : {1U, 2U, 3U}) {
-                add(name, 5, largeBlock, Fill::Zeros, seed);
-                add(name, 20, smallBlock, Fill::Zeros, seed);
-            }
-            add(name, 5, largeBlock, Fill::Noise, 2);
-            add(name, 20, smallBlock, Fill::Noise, 1);
-        }
-    }
+    void smallSpotsLeaveAllThatCanBeDecoded_data() { addSpots(20, 512, 1); }
 
-    void allThatCanBeDecodedIsShown()
-    {
-        QFETCH(QString, name);
-        QFETCH(DamageFunction, damage);
-        const Outcome outcome = repair(name, damage);
-        const Score &score = outcome.score;
-        QCOMPARE(score.recoveredOf.at('v'), score.recoverableOf.at('v'));
-        const DecodedScore decoded = decodedScoreOf(outcome.master, outcome.damaged, outputPath);
-        QVERIFY(decoded.possible > 0 && decoded.possible < decoded.all);
-        QCOMPARE(decoded.shown, decoded.possible);
-    }
+    void smallSpotsLeaveAllThatCanBeDecoded() { verifyAllIsShown(); }
+
+    void largeBlocksLeaveAllThatCanBeDecoded_data() { addSpots(5, 65536, 2); }
+
+    void largeBlocksLeaveAllThatCanBeDecoded() { verifyAllIsShown(); }
 
     /** Several spots in one recording: no error may be carried on from one to the next. */
     void timesHoldBehindManyDamagedSpots_data()
@@ -650,7 +654,7 @@ private Q_SLOTS:
     /** Of a sample with another size of pictures, nothing can be decoded. */
     void headersThatDoNotFitAreRefused()
     {
-        const QString sample = otherSample("other.mkv", "testsrc=size=320x180:rate=30", "sine",
+        const QString sample = otherSample("mkv", "testsrc=size=320x180:rate=30", "sine",
                                            "-c:v libx265 -preset ultrafast -x265-params "
                                            "log-level=none:pools=none -c:a aac");
         try {
@@ -767,21 +771,6 @@ private Q_SLOTS:
                  textOf(outcome.score));
         QVERIFY2(outcome.score.recall() >= 0.99 && outcome.score.misplaced == 0,
                  textOf(outcome.score));
-    }
-
-    void picturesBehindDamagedSpotsAreShownToTheLast_data()
-    {
-        damagedSpotsCostWhatTheyTouch_data();
-    }
-
-    void picturesBehindDamagedSpotsAreShownToTheLast()
-    {
-        QFETCH(QString, name);
-        QFETCH(DamageFunction, damage);
-        const Outcome outcome = repair(name, damage);
-        const PictureCount count = countPictures(outputPath);
-        QVERIFY(count.all >= outcome.score.recoveredOf.at('v'));
-        QCOMPARE(count.hidden, 0);
     }
 
 private:

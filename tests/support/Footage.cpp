@@ -84,23 +84,24 @@ void Footage::make(const QString &path, const QStringList &options, int seconds)
     arguments += {QStringLiteral("-fflags"), QStringLiteral("+bitexact"),
                   QStringLiteral("-threads"), QStringLiteral("1")};
     arguments += options;
-    const auto record = [&](const QString &place) {
-        run(QStringLiteral("ffmpeg"), arguments + QStringList(place));
-    };
     // What other files go into is another one each time.
     if (options.join(QLatin1Char(' ')).contains(QLatin1Char('/'))) {
-        record(path);
+        run(QStringLiteral("ffmpeg"), arguments + QStringList(path));
         return;
     }
-    const QByteArray recipe = QCryptographicHash::hash(arguments.join(QLatin1Char('\0')).toUtf8(),
-                                                       QCryptographicHash::Sha1);
-    const QString kept =
-        Recordings::kept(QStringLiteral("footage/%1.%2")
-                             .arg(QString::fromLatin1(recipe.toHex()), QFileInfo(path).suffix()),
-                         record);
     QFile::remove(path);
+    const QString kept = Footage::kept(arguments, QFileInfo(path).suffix());
     if (!QFile::copy(kept, path))
         qFatal("cannot copy %s to %s", qPrintable(kept), qPrintable(path));
+}
+
+QString Footage::kept(const QStringList &arguments, const QString &suffix)
+{
+    const QByteArray recipe = QCryptographicHash::hash(arguments.join(QLatin1Char('\0')).toUtf8(),
+                                                       QCryptographicHash::Sha1);
+    return Recordings::kept(
+        QStringLiteral("footage/%1.%2").arg(QString::fromLatin1(recipe.toHex()), suffix),
+        [&](const QString &path) { run(QStringLiteral("ffmpeg"), arguments + QStringList(path)); });
 }
 
 QByteArray Footage::decodeErrors(const QString &path)

@@ -13,6 +13,12 @@ namespace Footage {
  */
 void make(const QString &path, const QStringList &options, int seconds = 4);
 
+/**
+ * The path of what FFmpeg's program writes with these arguments, for reading only; made once. No
+ * other file may be named in them.
+ */
+QString kept(const QStringList &arguments, const QString &suffix);
+
 /** The errors that FFmpeg reports when it decodes everything in the file; empty when none. */
 QByteArray decodeErrors(const QString &path);
 
