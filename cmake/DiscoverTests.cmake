@@ -1,6 +1,6 @@
 # Writes a ctest file with an entry for each function of a Qt test program.
-# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, LOCK, COST, EMULATOR (what
-# runs the program, if it does not run by itself).
+# Variables: PROGRAM, NAME, LIST (the file to write), LABELS, SERIAL, LOCK, PROCESSORS, COST,
+# EMULATOR (what runs the program, if it does not run by itself).
 
 set(command "${PROGRAM}")
 if(EMULATOR)
@@ -23,6 +23,6 @@ foreach(function IN LISTS functions)
         "add_test([==[${NAME}.${function}]==] ${quoted} [==[${function}]==])\n"
         "set_tests_properties([==[${NAME}.${function}]==] PROPERTIES "
         "LABELS [==[${LABELS}]==] RUN_SERIAL [==[${SERIAL}]==] RESOURCE_LOCK [==[${LOCK}]==] "
-        "COST ${COST})\n")
+        "PROCESSORS ${PROCESSORS} COST ${COST})\n")
 endforeach()
 file(WRITE "${LIST}" "${content}")

@@ -8,8 +8,8 @@ add_custom_target(ThreadTests)
 # All sources that are generated and included by others.
 add_custom_target(GeneratedSources)
 
-# A test function, or a row of its data, that takes longer hangs. Those that need more name it. With
-# sanitizers and under Wine all take some three times as long.
+# A test function, with all rows of its data, that takes longer hangs. Those that need more name it.
+# With sanitizers and under Wine all take some three times as long.
 set(VELLUMIX_TEST_SECONDS 60)
 if(VELLUMIX_SANITIZE OR CMAKE_CROSSCOMPILING)
     set(VELLUMIX_TEST_SECONDS 180)
@@ -37,15 +37,16 @@ function(vellumix_add_moc target source)
     target_include_directories(${target} PRIVATE "${folder}")
 endfunction()
 
-# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [SECONDS N] [EACH] [SERIAL]
+# vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [SECONDS N] [EACH] [SERIAL] [BUSY]
 #     [UNLISTED])
 #
 # A test program with one entry for ctest; with EACH, one for each test function, which then run
-# side by side. With SERIAL nothing else runs beside it; UNLISTED makes no entry. SECONDS is what one
-# of its functions, or a row of data, may take at most on a slow machine with other work, if it is
-# more than VELLUMIX_TEST_SECONDS.
+# side by side. With SERIAL nothing else runs beside it; BUSY says that it computes all the time,
+# where others mostly wait: fewer run at a time. UNLISTED makes no entry. SECONDS is what one of its
+# functions may take at most on a slow machine with other work, if it is more than
+# VELLUMIX_TEST_SECONDS.
 function(vellumix_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL;UNLISTED" "SECONDS" "SOURCES;LIBRARIES;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "EACH;SERIAL;BUSY;UNLISTED" "SECONDS" "SOURCES;LIBRARIES;LABELS")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE vellumix_testing ${arg_LIBRARIES})
     list(GET arg_SOURCES 0 main_source)
@@ -60,12 +61,7 @@ function(vellumix_add_test name)
     if("threads" IN_LIST arg_LABELS)
         add_dependencies(ThreadTests ${name})
     endif()
-    # What takes long begins first, so that nothing waits for it at the end.
-    set(cost 0)
-    if(arg_SECONDS)
-        set(cost ${arg_SECONDS})
-    endif()
-    if(NOT arg_SECONDS GREATER VELLUMIX_TEST_SECONDS)
+    if(NOT arg_SECONDS OR arg_SECONDS LESS VELLUMIX_TEST_SECONDS)
         set(arg_SECONDS ${VELLUMIX_TEST_SECONDS})
     endif()
     target_compile_definitions(${name} PRIVATE VELLUMIX_TEST_SECONDS=${arg_SECONDS})
@@ -78,11 +74,18 @@ function(vellumix_add_test name)
     if(WIN32 AND arg_SOURCES MATCHES "^(app|engine|service)/")
         set(lock log)
     endif()
+    # What computes begins first, so that nothing waits for it at the end.
+    set(processors 1)
+    set(cost 0)
+    if(arg_BUSY)
+        set(processors 3)
+        set(cost ${arg_SECONDS})
+    endif()
     if(NOT arg_EACH)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES
             LABELS "${arg_LABELS}" RUN_SERIAL "${arg_SERIAL}" RESOURCE_LOCK "${lock}"
-            COST ${cost})
+            PROCESSORS ${processors} COST ${cost})
         return()
     endif()
 
@@ -96,7 +99,8 @@ function(vellumix_add_test name)
         COMMAND ${CMAKE_COMMAND}
             -D PROGRAM=$<TARGET_FILE:${name}> -D NAME=${name} -D LIST=${list}
             "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
-            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}" "-DLOCK=${lock}" -DCOST=${cost}
+            "-DLABELS=${arg_LABELS}" "-DSERIAL=${arg_SERIAL}" "-DLOCK=${lock}"
+            -DPROCESSORS=${processors} -DCOST=${cost}
             -P "${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake"
         VERBATIM)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${list}")

@@ -21,6 +21,24 @@ Master master(const char *name, const char *about, const char *options)
     return {QString::fromLatin1(name), QString::fromLatin1(about), words(options)};
 }
 
+constexpr const char *h264 = "-c:v libx264 -preset veryfast -g 50 -crf 26 -pix_fmt yuv420p";
+
+/** With pictures that many masters have. */
+Master h264Master(const char *name, const char *about, const char *options)
+{
+    Master one = master(name, about, options);
+    one.pictures = words(h264);
+    return one;
+}
+
+/** With pictures at changing intervals. */
+Master variableMaster(const char *name, const char *about, const char *options)
+{
+    Master one = h264Master(name, about, options);
+    one.pictures += words("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr");
+    return one;
+}
+
 QByteArray bigEndian(qsizetype number)
 {
     QByteArray bytes(4, '\0');
@@ -133,26 +151,25 @@ Master withDevice(Master one, const char *make, const char *model,
     return one;
 }
 
-constexpr const char *h264 = "-c:v libx264 -preset veryfast -g 50 -crf 26 -pix_fmt yuv420p ";
-
+/** With pictures of its own. */
 QByteArray withH264(const char *rest)
 {
-    return QByteArray(h264) + rest;
+    return QByteArray(h264) + ' ' + rest;
 }
 
 std::vector<Master> isoMasters()
 {
     return {
-        withDevice(master("end.mp4", "H.264 with B-frames, AAC; index at the end",
-                          withH264("-c:a aac -metadata make=Maker -metadata model=Model "
-                                   "-movflags +use_metadata_tags")),
+        withDevice(h264Master("end.mp4", "H.264 with B-frames, AAC; index at the end",
+                              "-c:a aac -metadata make=Maker -metadata model=Model "
+                              "-movflags +use_metadata_tags"),
                    "Maker", "Model"),
         master("forward.mp4", "pictures shown in the order in which they are decoded, AAC",
                withH264("-bf 0 -c:a aac")),
-        master("front.mp4", "H.264 with B-frames, AAC; index at the front",
-               withH264("-c:a aac -movflags +faststart")),
-        master("fragments.mp4", "the same in fragments of two seconds",
-               withH264("-c:a aac -movflags +frag_keyframe+empty_moov+default_base_moof")),
+        h264Master("front.mp4", "H.264 with B-frames, AAC; index at the front",
+                   "-c:a aac -movflags +faststart"),
+        h264Master("fragments.mp4", "the same in fragments of two seconds",
+                   "-c:a aac -movflags +frag_keyframe+empty_moov+default_base_moof"),
         master("hevc.mp4", "HEVC, AAC; index at the front",
                "-c:v libx265 -preset ultrafast -x265-params log-level=none:pools=none "
                "-tag:v hvc1 -c:a aac -movflags +faststart"),
@@ -161,38 +178,34 @@ std::vector<Master> isoMasters()
                "log-level=none:pools=none:keyint=50:bframes=3:b-pyramid=1 -tag:v hvc1 -c:a aac"),
         master("slices.mp4", "four slices for each picture, with delimiters",
                withH264("-x264-params slices=4:aud=1 -c:a aac")),
-        master("variable.mp4", "pictures at changing intervals",
-               withH264("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr -c:a aac")),
-        master(
-            "variable.mov", "pictures at changing intervals, plain sound",
-            withH264("-vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) -vsync vfr -c:a pcm_s16le")),
-        master("variable-two.mp4", "pictures at changing intervals, two tracks of AAC",
-               withH264("-map 0:v -map 1:a -map 1:a -vf select=not(mod(n\\,7))+lt(mod(n\\,11)\\,6) "
-                        "-vsync vfr -c:a aac -b:a:1 64k")),
-        master("sounds.mp4", "four tracks of AAC",
-               withH264("-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
-                        "-b:a:2 64k -b:a:3 48k")),
-        master("two.mp4", "two tracks of AAC",
-               withH264("-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k")),
-        master("deep.mov", "H.264, plain sound of 24 bits; index at the end",
-               withH264("-c:a pcm_s24le")),
+        variableMaster("variable.mp4", "pictures at changing intervals", "-c:a aac"),
+        variableMaster("variable.mov", "pictures at changing intervals, plain sound",
+                       "-c:a pcm_s16le"),
+        variableMaster("variable-two.mp4", "pictures at changing intervals, two tracks of AAC",
+                       "-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k"),
+        h264Master("sounds.mp4", "four tracks of AAC",
+                   "-map 0:v -map 1:a -map 1:a -map 1:a -map 1:a -c:a aac -b:a:1 96k "
+                   "-b:a:2 64k -b:a:3 48k"),
+        h264Master("two.mp4", "two tracks of AAC",
+                   "-map 0:v -map 1:a -map 1:a -c:a aac -b:a:1 64k"),
+        h264Master("deep.mov", "H.264, plain sound of 24 bits; index at the end", "-c:a pcm_s24le"),
         master("pictures.mov", "motion JPEG, plain sound; index at the end",
                "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s16le"),
-        master("telephone.mov", "H.264, sound of 8 bits as telephones have it",
-               withH264("-c:a pcm_mulaw -ar 8000 -ac 1")),
+        h264Master("telephone.mov", "H.264, sound of 8 bits as telephones have it",
+                   "-c:a pcm_mulaw -ar 8000 -ac 1"),
         master("blocks.mov", "motion JPEG, sound in blocks of 64 samples",
                "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a adpcm_ima_qt -ar 44100"),
-        master("frames.mp4", "H.264, AC-3", withH264("-c:a ac3")),
-        master("untold.mp4", "H.264, sound whose packets do not say their size",
-               withH264("-c:a libopus")),
-        master("kinds.mp4", "AAC, and sound whose packets do not say their size",
-               withH264("-map 0:v -map 1:a -map 1:a -c:a:0 aac -c:a:1 libopus")),
-        master("unlike.mov", "plain sound, and sound whose packets do not say their size",
-               withH264("-map 0:v -map 1:a -map 1:a -c:a:0 pcm_s16le -c:a:1 alac")),
+        h264Master("frames.mp4", "H.264, AC-3", "-c:a ac3"),
+        h264Master("untold.mp4", "H.264, sound whose packets do not say their size",
+                   "-c:a libopus"),
+        h264Master("kinds.mp4", "AAC, and sound whose packets do not say their size",
+                   "-map 0:v -map 1:a -map 1:a -c:a:0 aac -c:a:1 libopus"),
+        h264Master("unlike.mov", "plain sound, and sound whose packets do not say their size",
+                   "-map 0:v -map 1:a -map 1:a -c:a:0 pcm_s16le -c:a:1 alac"),
         master("prores.mov", "pictures that say their size, plain sound of 24 bits",
-               "-c:v prores_ks -profile:v 0 -pix_fmt yuv422p10le -c:a pcm_s24be"),
-        master("plain.mov", "H.264, plain sound of 16 bits, time code",
-               withH264("-c:a pcm_s16le -timecode 01:02:03:04")),
+               "-c:v prores -profile:v 0 -pix_fmt yuv422p10le -c:a pcm_s24be"),
+        h264Master("plain.mov", "H.264, plain sound of 16 bits, time code",
+                   "-c:a pcm_s16le -timecode 01:02:03:04"),
         master("plain24.mov", "motion JPEG, plain sound of 24 bits; index at the front",
                "-c:v mjpeg -q:v 6 -pix_fmt yuvj420p -c:a pcm_s24le -movflags +faststart"),
     };
@@ -201,10 +214,10 @@ std::vector<Master> isoMasters()
 std::vector<Master> otherMasters()
 {
     return {
-        master("recorder.mkv", "H.264, AAC", withH264("-c:a aac")),
+        h264Master("recorder.mkv", "H.264, AAC", "-c:a aac"),
         master("camera.avi", "MPEG-4, plain sound", "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
-        master("broadcast.ts", "H.264, AAC", withH264("-c:a aac")),
-        master("stream.flv", "H.264, AAC", withH264("-c:a aac")),
+        h264Master("broadcast.ts", "H.264, AAC", "-c:a aac"),
+        h264Master("stream.flv", "H.264, AAC", "-c:a aac"),
         master("inband.mp4", "H.264 with its parameters before each key picture, no sound",
                withH264("-an -bsf:v dump_extra=freq=keyframe")),
         master("inband-hevc.mp4", "the same with HEVC",
@@ -234,32 +247,30 @@ std::vector<Master> otherMasters()
 std::vector<Master> mastersWithDevices()
 {
     return {
-        withDevice(
-            master("texts.mov", "maker and model in texts of the index", withH264("-c:a aac")),
-            "Text Maker", "Text Model", withTexts),
-        withDevice(master("keys.mov", "maker and model in keys of the index",
-                          withH264("-c:a aac -movflags +use_metadata_tags "
-                                   "-metadata com.apple.quicktime.make=Key-Maker "
-                                   "-metadata com.apple.quicktime.model=Key-Model")),
+        withDevice(h264Master("texts.mov", "maker and model in texts of the index", "-c:a aac"),
+                   "Text Maker", "Text Model", withTexts),
+        withDevice(h264Master("keys.mov", "maker and model in keys of the index",
+                              "-c:a aac -movflags +use_metadata_tags "
+                              "-metadata com.apple.quicktime.make=Key-Maker "
+                              "-metadata com.apple.quicktime.model=Key-Model"),
                    "Key-Maker", "Key-Model"),
-        withDevice(master("vendor.mp4", "maker and model in a vendor's box", withH264("-c:a aac")),
+        withDevice(h264Master("vendor.mp4", "maker and model in a vendor's box", "-c:a aac"),
                    "Vendor Maker", "Vendor Model 2", withVendorBox),
-        withDevice(
-            master("xml.mp4", "maker and model in XML in a box of its own", withH264("-c:a aac")),
-            "Xml Maker", "Xml & Model", withXml),
+        withDevice(h264Master("xml.mp4", "maker and model in XML in a box of its own", "-c:a aac"),
+                   "Xml Maker", "Xml & Model", withXml),
         withDevice(master("list.avi", "maker and model in a list of the header",
                           "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
                    "List Maker", "List Model", withExifList),
         withDevice(master("stream.avi", "maker and model in Exif data of a stream",
                           "-c:v mpeg4 -q:v 6 -g 25 -c:a pcm_s16le"),
                    "Stream Maker", "Stream Model", withStreamData),
-        withDevice(master("tags.mkv", "maker and model in tags",
-                          withH264("-c:a aac -metadata make=Tag-Maker "
-                                   "-metadata model=Tag-Model")),
+        withDevice(h264Master("tags.mkv", "maker and model in tags",
+                              "-c:a aac -metadata make=Tag-Maker "
+                              "-metadata model=Tag-Model"),
                    "Tag-Maker", "Tag-Model"),
-        withDevice(master("tags.flv", "maker and model in the header's script",
-                          withH264("-c:a aac -metadata make=Flv-Maker "
-                                   "-metadata model=Flv-Model")),
+        withDevice(h264Master("tags.flv", "maker and model in the header's script",
+                              "-c:a aac -metadata make=Flv-Maker "
+                              "-metadata model=Flv-Model"),
                    "Flv-Maker", "Flv-Model"),
     };
 }
@@ -290,21 +301,32 @@ void recordMaster(const Master &master, const QString &path, int seconds, Scene 
 {
     const bool isSample = scene == Scene::Sample;
     const QString length = QString::number(seconds);
-    QStringList arguments = words("-v error -y -f lavfi -i");
-    arguments +=
-        (isSample ? QStringLiteral("testsrc=size=640x360:rate=30:duration=%1,format=yuv420p,"
-                                   "noise=alls=9:allf=t:all_seed=21")
-                  : QStringLiteral("testsrc2=size=640x360:rate=30:duration=%1,"
-                                   "noise=alls=12:allf=t:all_seed=7"))
-            .arg(length);
-    arguments += words("-f lavfi -i");
-    arguments +=
-        (isSample ? QStringLiteral("aevalsrc=0.3*sin(2*PI*(700-30*t)*t)|0.5*sin(2*PI*(200+19*t)*t)"
-                                   ":s=48000:d=%1")
-                  : QStringLiteral("aevalsrc=0.4*sin(2*PI*(300+40*t)*t)|0.4*sin(2*PI*(500-9*t)*t)"
-                                   ":s=48000:d=%1"))
-            .arg(length);
-    arguments += words("-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -threads 1");
+    const QStringList picture =
+        words("-f lavfi -i") +
+        QStringList((isSample ? QStringLiteral("testsrc=size=640x360:rate=30:duration=%1,format="
+                                               "yuv420p,noise=alls=9:allf=t:all_seed=21")
+                              : QStringLiteral("testsrc2=size=640x360:rate=30:duration=%1,"
+                                               "noise=alls=12:allf=t:all_seed=7"))
+                        .arg(length));
+    const QStringList sound =
+        words("-f lavfi -i") +
+        QStringList((isSample ? QStringLiteral("aevalsrc=0.3*sin(2*PI*(700-30*t)*t)|"
+                                               "0.5*sin(2*PI*(200+19*t)*t):s=48000:d=%1")
+                              : QStringLiteral("aevalsrc=0.4*sin(2*PI*(300+40*t)*t)|"
+                                               "0.4*sin(2*PI*(500-9*t)*t):s=48000:d=%1"))
+                        .arg(length));
+    const QStringList quiet = words("-v error -y");
+    const QStringList exact =
+        words("-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -threads 1");
+    QStringList arguments = quiet;
+    if (master.pictures.isEmpty()) {
+        arguments += picture + sound + exact;
+    } else {
+        const QStringList recipe = quiet + picture + exact + master.pictures;
+        arguments +=
+            QStringList{QStringLiteral("-i"), Footage::kept(recipe, QStringLiteral("mp4"))};
+        arguments += sound + exact + words("-map_metadata -1 -c:v copy");
+    }
     Footage::run(QStringLiteral("ffmpeg"), arguments + master.options + QStringList(path));
     if (master.finish)
         writeFile(path, master.finish(readFile(path)));

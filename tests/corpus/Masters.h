@@ -16,7 +16,10 @@ struct Master
     QString name;
     /** What it is there for, for people. */
     QString about;
+    /** FFmpeg's for the output; for all but the pictures where those are given apart. */
     QStringList options;
+    /** How its pictures are coded, where others have the very same: they are coded once. */
+    QStringList pictures = {};
     /** What its file says of the device, wherever it does; empty where it says nothing. */
     QString make = {};
     QString model = {};

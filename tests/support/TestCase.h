@@ -41,7 +41,7 @@ namespace Testing {
 
 /**
  * Runs a test class in surroundings of its own: the pipes' names in a folder that nobody else
- * uses, and a limit of time for each test function and each row of its data.
+ * uses, and a limit of time for each test function with its rows of data.
  */
 template <typename Test, typename Application = QCoreApplication>
 int run(int argc, char *argv[], int limitSeconds)
