@@ -163,9 +163,10 @@ class AdvancedRepairTest : public TestCase
                 const QByteArray title = QByteArray(name) +
                                          (fill == Fill::Zeros ? ": zeroed, " : ": noise, ") +
                                          QByteArray::number(seed);
-                addRow(title.constData(), name, [=](const QByteArray &bytes) {
-                    return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
-                });
+                addRow(title.constData(), name,
+                       [count, size, fill = fill, seed = seed](const QByteArray &bytes) {
+                           return Damage::lostIndexAndBlocks(bytes, count, size, fill, seed);
+                       });
             }
         }
     }
