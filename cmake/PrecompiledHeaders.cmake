@@ -9,8 +9,8 @@
 option(VELLUMIX_PRECOMPILE "Compile the headers of Qt and the standard library once" ON)
 
 set(vellumix_std_headers
-    <algorithm> <array> <chrono> <cstdint> <filesystem> <functional> <map> <memory> <optional>
-    <string> <string_view> <thread> <utility> <vector>)
+    <algorithm> <array> <cmath> <cstdint> <limits> <map> <memory> <optional> <string>
+    <string_view> <utility> <vector>)
 set(vellumix_core_headers
     ${vellumix_std_headers}
     <QDir> <QElapsedTimer> <QFile> <QFileInfo> <QJsonArray> <QJsonDocument> <QJsonObject> <QList>

@@ -5,8 +5,6 @@ set(VELLUMIX_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
 
 # All tests that have the label "threads": what ThreadSanitizer is for.
 add_custom_target(ThreadTests)
-# All sources that are generated and included by others.
-add_custom_target(GeneratedSources)
 
 # A test function, with all rows of its data, that takes longer hangs. Those that need more name it.
 # With sanitizers and under Wine all take some three times as long.
@@ -14,28 +12,6 @@ set(VELLUMIX_TEST_SECONDS 60)
 if(VELLUMIX_SANITIZE OR CMAKE_CROSSCOMPILING)
     set(VELLUMIX_TEST_SECONDS 180)
 endif()
-
-# vellumix_add_moc(TARGET SOURCE)
-#
-# Makes what a source includes at its end as NAME.moc. One call of moc, where CMake's own AUTOMOC
-# costs a process of CMake, a compile and most of two seconds for each test program.
-function(vellumix_add_moc target source)
-    get_filename_component(name "${source}" NAME_WE)
-    set(folder "${CMAKE_CURRENT_BINARY_DIR}/moc")
-    set(includes "$<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>")
-    add_custom_command(
-        OUTPUT "${folder}/${name}.moc"
-        COMMAND Qt6::moc
-            "$<$<PLATFORM_ID:Windows>:-D_WIN32;-D_WIN64>" "-I$<JOIN:${includes},;-I>"
-            -o "${folder}/${name}.moc" "${CMAKE_CURRENT_SOURCE_DIR}/${source}"
-        DEPENDS "${source}"
-        COMMAND_EXPAND_LISTS VERBATIM)
-    target_sources(${target} PRIVATE "${folder}/${name}.moc")
-    add_custom_target(${target}_moc DEPENDS "${folder}/${name}.moc")
-    add_dependencies(${target} ${target}_moc)
-    add_dependencies(GeneratedSources ${target}_moc)
-    target_include_directories(${target} PRIVATE "${folder}")
-endfunction()
 
 # vellumix_add_test(NAME SOURCES... [LIBRARIES ...] [LABELS ...] [SECONDS N] [EACH] [SERIAL] [BUSY]
 #     [UNLISTED])
